@@ -1,0 +1,38 @@
+#include "core/LV_CoreStartup.h"
+
+#include "core/LV_ByteStream.h"
+#include "core/LV_ColumnInfo.h"
+#include "core/LV_ColumnStats.h"
+#include "core/LV_DataCache.h"
+#include "core/LV_DataCacheCleanup.h"
+#include "core/LV_DataEngine.h"
+#include "core/LV_DataSource.h"
+#include "core/LV_DerivedDataSource.h"
+#include "core/LV_Errors.h"
+#include "core/LV_FilteredDataSource.h"
+#include "core/LV_TunedDataSource.h"
+#include "core/LV_Types.h"
+
+namespace lv {
+
+void CoreStartup() {
+  RegisterErrorsTexts();
+  RegisterTypesTexts();
+  RegisterByteStreamTexts();
+  RegisterColumnInfoTexts();
+  RegisterColumnStatsTexts();
+  RegisterDataSourceTexts();
+  RegisterTunedDataSourceTexts();
+  RegisterDerivedDataSourceTexts();
+  RegisterFilteredDataSourceTexts();
+  RegisterDataEngineTexts();
+  RegisterDataCacheTexts();
+}
+
+void CoreShutdown() {
+  // Stops the row cache's clean-up thread, frees the blocks it still holds and deletes
+  // the cache's temporary files.
+  TLVDataCacheCleanupBuffer::Instance().Shutdown();
+}
+
+}  // namespace lv

@@ -1,0 +1,195 @@
+#include "core/LV_FilteredDataSource.h"
+
+#include "core/LV_Convert.h"
+#include "core/LV_Errors.h"
+#include "core/LV_Localization.h"
+#include "core/LV_TunedDataSource.h"
+
+namespace lv {
+
+namespace {
+
+void CopyColumns(TLVDataSource& target, ILVDataSource* parent) {
+  TLVColumnsUpdate update(target.Columns());
+  target.Columns().Clear();
+  if (parent) {
+    const ILVColumnsInfo& columns = parent->GetColumnsInfo();
+    for (int32_t i = 0; i < columns.GetColumnCount(); ++i) {
+      auto source = columns.GetColumnInfo(i);
+      AssignColumnInfo(target.Columns().AddColumn(source->GetName(), source->GetDataType()),
+                       *source);
+    }
+  }
+  update.Changed();
+}
+
+}  // namespace
+
+// --- TLVFilteredDataSource ---
+
+void TLVFilteredDataSource::SetDataSource(std::shared_ptr<ILVDataSource> parent) {
+  if (parent.get() == ParentSource()) return;
+  TLVColumnsUpdate update(Columns());
+  AttachParent(std::move(parent));
+  CopyParentColumns();
+}
+
+void TLVFilteredDataSource::CopyParentColumns() { CopyColumns(*this, ParentSource()); }
+
+void TLVFilteredDataSource::SetIndexes(std::shared_ptr<const ILVDataSourceIndexes> indexes) {
+  Close();
+  indexes_ = std::move(indexes);
+  NotifyListeners(TLVNotifyReason::nrDataChanged);
+}
+
+void TLVFilteredDataSource::DoOpen() {
+  ILVDataSource& parent = RequireParent();
+  if (!indexes_) return;
+  TLVRowIndex rows = parent.GetRowCount();
+  const TLVRowIndex* at = indexes_->GetIndexes();
+  for (TLVRowIndex i = 0; i < indexes_->GetIndexCount(); ++i) {
+    if (at[i] < 0 || at[i] >= rows) throw ELVDataError("ErrDataSourceInvalidRow", {at[i], rows});
+  }
+}
+
+TLVRowIndex TLVFilteredDataSource::DoGetRowCount() {
+  return indexes_ ? indexes_->GetIndexCount() : 0;
+}
+
+void TLVFilteredDataSource::DoReadBlock(int32_t column, TLVRowIndex first, int32_t count,
+                                        TLVBlock& out) {
+  RequireParent().ReadRows(column, indexes_->GetIndexes() + first, count, out);
+}
+
+void TLVFilteredDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
+                                       TLVBlock& out) {
+  GatherRows(RequireParent(), column, indexes_->GetIndexes(), rows, count, out);
+}
+
+void TLVFilteredDataSource::OnParentChanged(TLVNotifyReason reason) {
+  TLVDataSource::OnParentChanged(reason);
+  if (reason == TLVNotifyReason::nrColumnsChanged) CopyParentColumns();
+}
+
+// --- TLVCachedFilteredDataSource ---
+
+void TLVCachedFilteredDataSource::SetDataSource(std::shared_ptr<ILVDataSource> parent) {
+  if (parent.get() == ParentSource()) return;
+  TLVColumnsUpdate update(Columns());
+  AttachParent(std::move(parent));
+  CopyParentColumns();
+}
+
+void TLVCachedFilteredDataSource::CopyParentColumns() {
+  CopyColumns(*this, ParentSource());
+  parentIndex_.assign(static_cast<size_t>(Columns().Count()), 0);
+  for (int32_t i = 0; i < Columns().Count(); ++i) parentIndex_[static_cast<size_t>(i)] = i;
+}
+
+int32_t TLVCachedFilteredDataSource::ParentColumn(int32_t index) const {
+  return parentIndex_[static_cast<size_t>(index)];
+}
+
+bool TLVCachedFilteredDataSource::TypeChangeable(int32_t index) const {
+  return Columns()[index].GetDataType() != TLVDataType::dtNone;
+}
+
+void TLVCachedFilteredDataSource::SetColumnDataType(int32_t index, TLVDataType type) {
+  CheckColumnIndex(index);
+  TLVColumnInfo& column = Columns()[index];
+  TLVDataType current = column.GetDataType();
+  if (type == current) return;
+  if (!TypeChangeable(index) || !TypeChangeAllowed(current, type)) {
+    throw ELVDataError("ErrColumnTypeFixed", {column.GetName()});
+  }
+  // Every value of the parent must survive the conversion, or nothing changes.
+  ILVDataSource& parent = RequireParent();
+  int32_t source = ParentColumn(index);
+  TLVDataType parentType = parent.GetColumnsInfo().GetColumnInfo(source)->GetDataType();
+  if (parentType != type) {
+    TLVLockGuard lock(parent);
+    TLVBlock values, converted;
+    TLVRowIndex rows = parent.GetRowCount();
+    for (TLVRowIndex first = 0; first < rows; first += kLVBlockSize) {
+      auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, rows - first));
+      parent.ReadBlock(source, first, count, values);
+      if (!ConvertBlock(values, type, converted, DefaultFormatSettings())) {
+        throw ELVDataError("ErrCantConvertColumn",
+                           {column.GetName(), DisplayText(current), DisplayText(type)});
+      }
+    }
+  }
+  column.SetDataType(type);
+}
+
+void TLVCachedFilteredDataSource::SelectRows(ILVDataSource&, TLVRowIndex first, int32_t count,
+                                             std::vector<TLVRowIndex>& selected) {
+  for (int32_t i = 0; i < count; ++i) selected.push_back(first + i);
+}
+
+std::string TLVCachedFilteredDataSource::ProgressCaption() const {
+  return LVText("SSelectingRows");
+}
+
+void TLVCachedFilteredDataSource::DoOpen() {
+  ILVDataSource& parent = RequireParent();
+  TLVLockGuard lock(parent);
+  TLVRowIndex rows = parent.GetRowCount();
+  std::vector<TLVRowIndex> selected;
+  TLVProgressScope progress(progress_, ProgressCaption(), rows);
+  for (TLVRowIndex first = 0; first < rows; first += kLVBlockSize) {
+    auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, rows - first));
+    SelectRows(parent, first, count, selected);
+    progress.Step(first + count);
+  }
+  selected.shrink_to_fit();
+  selected_ = std::move(selected);
+}
+
+void TLVCachedFilteredDataSource::DoClose() {
+  selected_.clear();
+  selected_.shrink_to_fit();
+}
+
+TLVRowIndex TLVCachedFilteredDataSource::DoGetRowCount() {
+  return static_cast<TLVRowIndex>(selected_.size());
+}
+
+void TLVCachedFilteredDataSource::ReadParentRows(int32_t column, const TLVRowIndex* parentRows,
+                                                 int32_t count, TLVBlock& out) {
+  ILVDataSource& parent = RequireParent();
+  int32_t source = ParentColumn(column);
+  TLVDataType type = Columns()[column].GetDataType();
+  if (parent.GetColumnsInfo().GetColumnInfo(source)->GetDataType() == type) {
+    parent.ReadRows(source, parentRows, count, out);
+    return;
+  }
+  TLVBlock values;
+  parent.ReadRows(source, parentRows, count, values);
+  ConvertBlock(values, type, out, DefaultFormatSettings());
+}
+
+void TLVCachedFilteredDataSource::DoReadBlock(int32_t column, TLVRowIndex first, int32_t count,
+                                              TLVBlock& out) {
+  ReadParentRows(column, selected_.data() + first, count, out);
+}
+
+void TLVCachedFilteredDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows,
+                                             int32_t count, TLVBlock& out) {
+  TLVRowIndex mapped[kLVBlockSize];
+  for (int32_t i = 0; i < count; ++i) mapped[i] = selected_[static_cast<size_t>(rows[i])];
+  ReadParentRows(column, mapped, count, out);
+}
+
+void TLVCachedFilteredDataSource::OnParentChanged(TLVNotifyReason reason) {
+  TLVDataSource::OnParentChanged(reason);
+  if (reason == TLVNotifyReason::nrColumnsChanged) CopyParentColumns();
+}
+
+void RegisterFilteredDataSourceTexts() {
+  TLVLocalization::Instance().RegisterKeys(
+      {"ErrCantConvertColumn", "ErrColumnTypeFixed", "SSelectingRows",
+       "TLVCachedFilteredDataSource.RowIndex", "TLVCachedFilteredDataSource.SelectedRows"});
+}
+
+}  // namespace lv

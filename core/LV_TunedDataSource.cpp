@@ -1,0 +1,222 @@
+#include "core/LV_TunedDataSource.h"
+
+#include <algorithm>
+
+#include "core/LV_Convert.h"
+#include "core/LV_Errors.h"
+#include "core/LV_Localization.h"
+
+namespace lv {
+
+void AssignColumnInfo(TLVColumnInfo& target, const ILVColumnInfo& source) {
+  if (auto* info = dynamic_cast<const TLVColumnInfo*>(&source)) {
+    target.Assign(*info);
+    return;
+  }
+  target.SetName(source.GetName());
+  target.SetDisplayName(source.GetDisplayName());
+  target.SetDataType(source.GetDataType());
+  target.SetDataKind(source.GetDataKind());
+  target.SetDataStatus(source.GetDataStatus());
+  target.SetDataSize(source.GetDataSize());
+  if (const TLVStatInfo* stats = source.GetStatInfo()) {
+    target.SetStatInfo(std::make_shared<TLVStatInfo>(*stats));
+  }
+}
+
+void TLVDefaultColumnsInfoVendor::BuildColumns(const ILVColumnsInfo& parent,
+                                               const TLVColumnsInfo& previous,
+                                               TLVColumnsInfo& columns) const {
+  for (int32_t i = 0; i < parent.GetColumnCount(); ++i) {
+    auto source = parent.GetColumnInfo(i);
+    TLVColumnInfo& column = columns.AddColumn(source->GetName(), source->GetDataType());
+    AssignColumnInfo(column, *source);
+    const TLVColumnInfo* before = previous.Find(source->GetName());
+    if (before && before->GetDataType() == source->GetDataType()) {
+      column.SetDataKind(before->GetDataKind());
+      column.SetDataStatus(before->GetDataStatus());
+      column.SetDisplayName(before->StoredDisplayName());
+    }
+  }
+}
+
+TLVTunedDataSource::TLVTunedDataSource()
+    : vendor_(std::make_shared<TLVDefaultColumnsInfoVendor>()) {}
+
+void TLVTunedDataSource::SetDataSource(std::shared_ptr<ILVDataSource> parent) {
+  if (parent.get() == ParentSource()) return;
+  TLVColumnsUpdate update(Columns());
+  AttachParent(std::move(parent));
+  RefreshColumns();
+  update.Changed();
+}
+
+void TLVTunedDataSource::SetColumnsInfoVendor(std::shared_ptr<const TLVColumnsInfoVendor> vendor) {
+  if (!vendor) vendor = std::make_shared<TLVDefaultColumnsInfoVendor>();
+  if (vendor == vendor_) return;
+  TLVColumnsUpdate update(Columns());
+  Close();
+  vendor_ = std::move(vendor);
+  RefreshColumns();
+  update.Changed();
+}
+
+void TLVTunedDataSource::SetDesignMode(bool value) {
+  if (value == designMode_) return;
+  TLVColumnsUpdate update(Columns());
+  designMode_ = value;
+  if (designMode_) RefreshColumns();
+  update.Changed();
+}
+
+void TLVTunedDataSource::SetExecuteMode(bool value) {
+  if (value == executeMode_) return;
+  TLVColumnsUpdate update(Columns());
+  Close();
+  executeMode_ = value;
+  update.Changed();
+}
+
+void TLVTunedDataSource::RefreshColumns() {
+  Close();
+  parentIndex_.clear();
+  TLVColumnsInfo previous;
+  previous.AssignColumns(Columns());
+  TLVColumnsUpdate update(Columns());
+  Columns().Clear();
+  if (ILVDataSource* parent = ParentSource()) {
+    vendor_->BuildColumns(parent->GetColumnsInfo(), previous, Columns());
+  }
+  update.Changed();
+}
+
+void TLVTunedDataSource::OnParentChanged(TLVNotifyReason reason) {
+  if (reason == TLVNotifyReason::nrColumnsChanged && designMode_ && !executeMode_) {
+    TLVColumnsUpdate update(Columns());
+    RefreshColumns();
+    update.Changed();
+    return;
+  }
+  parentIndex_.clear();
+  TLVDataSource::OnParentChanged(reason);
+}
+
+void TLVTunedDataSource::ResolveParentIndexes() {
+  ILVDataSource& parent = RequireParent();
+  const ILVColumnsInfo& parentColumns = parent.GetColumnsInfo();
+  std::vector<int32_t> indexes(static_cast<size_t>(Columns().Count()));
+  for (int32_t i = 0; i < Columns().Count(); ++i) {
+    const TLVColumnInfo& column = Columns()[i];
+    int32_t at = parentColumns.IndexOfColumn(column.GetName());
+    if (at < 0) throw ELVDataError("ErrParentColumnNotFound", {column.GetName()});
+    TLVDataType parentType = parentColumns.GetColumnInfo(at)->GetDataType();
+    if (parentType != column.GetDataType() &&
+        !TypeChangeAllowed(parentType, column.GetDataType())) {
+      throw ELVDataError("ErrParentColumnTypeChanged",
+                         {column.GetName(), DisplayText(column.GetDataType()),
+                          DisplayText(parentType)});
+    }
+    indexes[static_cast<size_t>(i)] = at;
+  }
+  parentIndex_ = std::move(indexes);
+}
+
+int32_t TLVTunedDataSource::ParentIndexOf(int32_t index) const {
+  return static_cast<size_t>(index) < parentIndex_.size() ? parentIndex_[static_cast<size_t>(index)]
+                                                          : -1;
+}
+
+void TLVTunedDataSource::DoOpen() { ResolveParentIndexes(); }
+
+TLVRowIndex TLVTunedDataSource::DoGetRowCount() { return RequireParent().GetRowCount(); }
+
+void TLVTunedDataSource::ReadConverted(int32_t column, TLVBlock& parentValues,
+                                       TLVBlock& out) const {
+  TLVDataType type = Columns()[column].GetDataType();
+  if (parentValues.Type() == type) {
+    std::swap(parentValues, out);
+    return;
+  }
+  ConvertBlock(parentValues, type, out, DefaultFormatSettings());
+}
+
+void TLVTunedDataSource::DoReadBlock(int32_t column, TLVRowIndex first, int32_t count,
+                                     TLVBlock& out) {
+  ILVDataSource& parent = RequireParent();
+  int32_t at = parentIndex_[static_cast<size_t>(column)];
+  if (parent.GetColumnsInfo().GetColumnInfo(at)->GetDataType() == Columns()[column].GetDataType()) {
+    parent.ReadBlock(at, first, count, out);
+    return;
+  }
+  TLVBlock values;
+  parent.ReadBlock(at, first, count, values);
+  ReadConverted(column, values, out);
+}
+
+void TLVTunedDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
+                                    TLVBlock& out) {
+  ILVDataSource& parent = RequireParent();
+  int32_t at = parentIndex_[static_cast<size_t>(column)];
+  if (parent.GetColumnsInfo().GetColumnInfo(at)->GetDataType() == Columns()[column].GetDataType()) {
+    parent.ReadRows(at, rows, count, out);
+    return;
+  }
+  TLVBlock values;
+  parent.ReadRows(at, rows, count, values);
+  ReadConverted(column, values, out);
+}
+
+TLVTunedDataSource::TLVPurposeNeed TLVTunedDataSource::PurposeNeed(const TLVColumnInfo&) const {
+  return TLVPurposeNeed::pnNothing;
+}
+
+void TLVTunedDataSource::ValidatePurposes() const {
+  for (int32_t i = 0; i < Columns().Count(); ++i) {
+    const TLVColumnInfo& column = Columns()[i];
+    if (!column.GetUsable()) continue;
+    const TLVStatInfo* stats = column.GetStatInfo();
+    switch (PurposeNeed(column)) {
+      case TLVPurposeNeed::pnUniqueValues:
+        if (!stats || !stats->uniqueValuesFound) {
+          throw ELVDataError("ErrColumnNoUniqueValues",
+                             {column.GetName(), DisplayText(column.GetDataStatus())});
+        }
+        break;
+      case TLVPurposeNeed::pnStatistics:
+        if (!stats) {
+          throw ELVDataError("ErrColumnNoStatistics",
+                             {column.GetName(), DisplayText(column.GetDataStatus())});
+        }
+        break;
+      case TLVPurposeNeed::pnNothing:
+        break;
+    }
+  }
+}
+
+void TLVTunedDataSource::CheckEnoughRows(TLVRowIndex minimum) {
+  if (GetRowCount() < minimum) throw ELVDataError("ErrTooFewData");
+}
+
+void TLVTunedDataSource::CheckUniqueValueKnown(const TLVColumnInfo& column, const TLVValue& value) {
+  const TLVStatInfo* stats = column.GetStatInfo();
+  if (value.IsNull() || !stats || !stats->uniqueValuesFound) return;
+  auto less = [](const TLVValue& a, const TLVValue& b) {
+    if (a.Type() == TLVDataType::dtString) return a.AsText() < b.AsText();
+    return a.AsDouble() < b.AsDouble();
+  };
+  const auto& values = stats->uniqueValues;
+  auto it = std::lower_bound(values.begin(), values.end(), value, less);
+  if (it == values.end() || less(value, *it)) {
+    throw ELVDataError("ErrUnknownUniqueValue",
+                       {ValueToText(value, DefaultFormatSettings()), column.GetName()});
+  }
+}
+
+void RegisterTunedDataSourceTexts() {
+  TLVLocalization::Instance().RegisterKeys(
+      {"ErrParentColumnNotFound", "ErrParentColumnTypeChanged", "ErrColumnNoUniqueValues",
+       "ErrColumnNoStatistics", "ErrUnknownUniqueValue", "ErrTooFewData"});
+}
+
+}  // namespace lv
