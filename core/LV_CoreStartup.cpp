@@ -1,6 +1,8 @@
 #include "core/LV_CoreStartup.h"
 
+#include "core/LV_CachedVector.h"
 #include "core/LV_ByteStream.h"
+#include "core/LV_CachedDataSource.h"
 #include "core/LV_ColumnInfo.h"
 #include "core/LV_ColumnStats.h"
 #include "core/LV_DataCache.h"
@@ -26,6 +28,8 @@ void CoreStartup() {
   RegisterDerivedDataSourceTexts();
   RegisterFilteredDataSourceTexts();
   RegisterDataEngineTexts();
+  RegisterCachedDataSourceTexts();
+  RegisterCachedVectorTexts();
   RegisterDataCacheTexts();
 }
 

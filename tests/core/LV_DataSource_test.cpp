@@ -199,27 +199,9 @@ TEST(TunedDataSource, PurposeChecksNameTheColumnAndThePurpose) {
   EXPECT_THROW(tuned->CheckEnoughRows(5), ELVError);
 }
 
-// Doubles X and passes the other columns through.
-class TDoubler : public TLVDerivedDataSource {
- protected:
-  void DefineColumns() override {
-    TLVDerivedDataSource::DefineColumns();
-    AddComputed("X2", TLVDataType::dtFloat);
-  }
-  void ComputeBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) override {
-    TLVBlock x;
-    RequireParent().ReadBlock(1, first, count, x);
-    out.Reset(Columns()[column].GetDataType(), count);
-    for (int32_t i = 0; i < count; ++i) {
-      out.Valid()[i] = x.Valid()[i];
-      out.Numbers()[i] = x.Numbers()[i] * 2;
-    }
-  }
-};
-
 TEST(DerivedDataSource, PassesParentColumnsThroughAndComputesItsOwn) {
   auto table = MakeNumbers(11);
-  auto derived = std::make_shared<TDoubler>();
+  auto derived = std::make_shared<test::TScaledX<TLVDerivedDataSource>>(2, "X2");
   derived->SetDataSource(table);
   ASSERT_EQ(derived->Columns().Count(), 4);
   EXPECT_FALSE(derived->DerivedColumns().Derived(0).Computed());
@@ -229,13 +211,17 @@ TEST(DerivedDataSource, PassesParentColumnsThroughAndComputesItsOwn) {
   ASSERT_EQ(x2.size(), 11u);
   for (size_t i = 0; i < 11; ++i) {
     EXPECT_EQ(x2[i].IsNull(), x[i].IsNull());
-    if (!x[i].IsNull()) EXPECT_EQ(x2[i].AsDouble(), 2 * x[i].AsDouble());
+    if (!x[i].IsNull()) {
+      EXPECT_EQ(x2[i].AsDouble(), 2 * x[i].AsDouble());
+    }
   }
   const TLVRowIndex rows[] = {9, 4, 10};
   TLVBlock block;
   derived->ReadRows(3, rows, std::min<int32_t>(3, kLVBlockSize), block);
   EXPECT_EQ(block.Numbers()[0], 9.0);
-  if (kLVBlockSize >= 3) EXPECT_TRUE(block.IsNull(2));
+  if (kLVBlockSize >= 3) {
+    EXPECT_TRUE(block.IsNull(2));
+  }
 
   // A change of the parent's columns reaches the grandchildren and redefines the output.
   TNotifyCounter counter(*derived);

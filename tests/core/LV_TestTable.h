@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_DataSource.h"
+#include "core/LV_DerivedDataSource.h"
 
 namespace lv::test {
 
@@ -76,6 +76,35 @@ class TNotifyCounter : public ILVDataSourceListener {
 
  private:
   ILVDataSourceInfo& source_;
+};
+
+// A derived source that passes the parent through and adds `name` = X * factor (X being
+// the parent's column 1), counting the rows it computed.
+template <class Base>
+class TScaledX : public Base {
+ public:
+  TScaledX(double factor, std::string name) : factor_(factor), name_(std::move(name)) {}
+  int computedRows = 0;
+
+ protected:
+  void DefineColumns() override {
+    Base::DefineColumns();
+    this->AddComputed(name_, TLVDataType::dtFloat);
+  }
+  void ComputeBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) override {
+    TLVBlock x;
+    this->RequireParent().ReadBlock(1, first, count, x);
+    out.Reset(this->Columns()[column].GetDataType(), count);
+    for (int32_t i = 0; i < count; ++i) {
+      out.Valid()[i] = x.Valid()[i];
+      out.Numbers()[i] = x.Numbers()[i] * factor_;
+    }
+    computedRows += count;
+  }
+
+ private:
+  double factor_;
+  std::string name_;
 };
 
 // Every value of a column read by blocks.
