@@ -15,7 +15,7 @@
 #include "core/LV_Types.h"
 
 #ifndef LV_BLOCK_SIZE
-#define LV_BLOCK_SIZE 2048
+#define LV_BLOCK_SIZE 512
 #endif
 
 namespace lv {

@@ -87,12 +87,14 @@ void TLVCachedDataSource::DoOpen() {
 void TLVCachedDataSource::DoClose() { cache_.Close(); }
 
 double TLVCachedDataSource::DoGetNumber(TLVRowIndex row, int32_t column) {
-  double value;
-  if (cache_.Columns()[static_cast<size_t>(column)] == TLVDataType::dtString ||
-      !cache_.GetFloat(row, column, value)) {
+  // A text has no numeric value; the row is still checked like any other read's.
+  if (static_cast<size_t>(static_cast<uint32_t>(column)) < cache_.Columns().size() &&
+      cache_.Columns()[static_cast<size_t>(column)] == TLVDataType::dtString) {
+    (void)cache_.IsNull(row, column);
     return LVMissing();
   }
-  return value;
+  double value;
+  return cache_.GetFloat(row, column, value) ? value : LVMissing();
 }
 
 void TLVCachedDataSource::CopyFrom(ILVDataSource& source, ILVProgress* progress) {

@@ -32,6 +32,13 @@ class TLVCachedDataSource : public TLVDataSource {
   // Makes this source a snapshot of `source`: its descriptions and all its rows.
   void CopyFrom(ILVDataSource& source, ILVProgress* progress = nullptr);
 
+  // The cell path of grids and scalar code goes straight to the cache, which checks
+  // the row and the column itself: one virtual call per cell instead of two.
+  double GetNumber(TLVRowIndex row, int32_t column) final {
+    EnsureOpen();
+    return DoGetNumber(row, column);
+  }
+
  protected:
   // Fills the freshly opened cache (whose columns follow the descriptions).
   virtual void FillCache(TLVDataCache& cache) { (void)cache; }
@@ -48,7 +55,8 @@ class TLVCachedDataSource : public TLVDataSource {
   TLVValue DoGetValue(TLVRowIndex row, int32_t column) override {
     return cache_.GetValue(row, column);
   }
-  double DoGetNumber(TLVRowIndex row, int32_t column) override;
+  double DoGetNumber(TLVRowIndex row, int32_t column) final;
+  bool DoIsNull(TLVRowIndex row, int32_t column) override { return cache_.IsNull(row, column); }
 
  private:
   TLVDataCache cache_;

@@ -86,14 +86,12 @@ void TLVDataSource::Close() {
 }
 
 TLVRowIndex TLVDataSource::GetRowCount() {
-  Open();
+  EnsureOpen();
   return DoGetRowCount();
 }
 
-void TLVDataSource::CheckColumnIndex(int32_t column) const {
-  if (column < 0 || column >= Columns().Count()) {
-    throw ELVDataError("ErrDataSourceInvalidIndex", {column, Columns().Count() - 1});
-  }
+void TLVDataSource::ThrowBadColumn(int32_t column) const {
+  throw ELVDataError("ErrDataSourceInvalidIndex", {column, Columns().Count() - 1});
 }
 
 void TLVDataSource::CheckRowRange(TLVRowIndex first, int32_t count) {
@@ -104,25 +102,25 @@ void TLVDataSource::CheckRowRange(TLVRowIndex first, int32_t count) {
 }
 
 TLVValue TLVDataSource::GetValue(TLVRowIndex row, int32_t column) {
-  Open();
+  EnsureOpen();
   CheckColumnIndex(column);
-  CheckRowRange(row, 1);
   return DoGetValue(row, column);
 }
 
 bool TLVDataSource::IsNull(TLVRowIndex row, int32_t column) {
-  return GetValue(row, column).IsNull();
+  EnsureOpen();
+  CheckColumnIndex(column);
+  return DoIsNull(row, column);
 }
 
 double TLVDataSource::GetNumber(TLVRowIndex row, int32_t column) {
-  Open();
+  EnsureOpen();
   CheckColumnIndex(column);
-  CheckRowRange(row, 1);
   return DoGetNumber(row, column);
 }
 
 void TLVDataSource::ReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) {
-  Open();
+  EnsureOpen();
   CheckColumnIndex(column);
   CheckRowRange(first, count);
   DoReadBlock(column, first, count, out);
@@ -130,7 +128,7 @@ void TLVDataSource::ReadBlock(int32_t column, TLVRowIndex first, int32_t count, 
 
 void TLVDataSource::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
                              TLVBlock& out) {
-  Open();
+  EnsureOpen();
   CheckColumnIndex(column);
   if (count < 0 || count > kLVBlockSize) {
     throw ELVDataError("ErrDataSourceInvalidRow", {static_cast<int64_t>(count), kLVBlockSize});
@@ -179,6 +177,7 @@ void TLVDataSource::ReadRowsByRuns(
 }
 
 TLVValue TLVDataSource::DoGetValue(TLVRowIndex row, int32_t column) {
+  CheckRowRange(row, 1);
   TLVBlock block;
   DoReadBlock(column, row, 1, block);
   TLVDataType type = block.Type();
@@ -202,6 +201,10 @@ TLVValue TLVDataSource::DoGetValue(TLVRowIndex row, int32_t column) {
 
 double TLVDataSource::DoGetNumber(TLVRowIndex row, int32_t column) {
   return DoGetValue(row, column).AsDouble();
+}
+
+bool TLVDataSource::DoIsNull(TLVRowIndex row, int32_t column) {
+  return DoGetValue(row, column).IsNull();
 }
 
 void TLVDataSource::Lock() {

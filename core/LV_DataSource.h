@@ -72,6 +72,8 @@ class TLVDataSourceInfo : public TLVComponent, public virtual ILVDataSourceInfo 
  protected:
   void NotifyListeners(TLVNotifyReason reason);
   void SetActiveFlag(bool active) { active_ = active; }
+  // The open state without a virtual call, for the per-cell paths.
+  bool IsActive() const { return active_; }
   // Called when a description changed (after the listeners were told).
   virtual void OnColumnsChanged() {}
 
@@ -112,16 +114,19 @@ class TLVDataSource : public TLVDataSourceInfo,
   void OnNotifyDataSource(ILVDataSourceInfo& sender, TLVNotifyReason reason) override;
 
  protected:
-  // --- What a subclass supplies. Index arguments are already checked. ---
+  // --- What a subclass supplies. Column indexes are always checked before; row
+  // arguments are checked for block reads and gathers, while the cell reads check
+  // their row themselves (so that a source which checks anyway pays once). ---
   virtual void DoOpen() {}
   virtual void DoClose() {}
   virtual TLVRowIndex DoGetRowCount() = 0;
   virtual void DoReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) = 0;
   // Default: one block read per run of consecutive rows.
   virtual void DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out);
-  // Default: a one-row block read.
+  // Defaults: a one-row block read after checking the row.
   virtual TLVValue DoGetValue(TLVRowIndex row, int32_t column);
   virtual double DoGetNumber(TLVRowIndex row, int32_t column);
+  virtual bool DoIsNull(TLVRowIndex row, int32_t column);
   // Hooks around the lock of this source (before the parent is locked, after it is
   // unlocked), for sources over outside data.
   virtual void DoLock() {}
@@ -137,7 +142,15 @@ class TLVDataSource : public TLVDataSourceInfo,
   // The parent, or an error naming this source when there is none.
   ILVDataSource& RequireParent() const;
 
-  void CheckColumnIndex(int32_t column) const;
+  void EnsureOpen() {
+    if (!IsActive()) Open();
+  }
+  void CheckColumnIndex(int32_t column) const {
+    if (static_cast<uint32_t>(column) >= static_cast<uint32_t>(Columns().Count())) {
+      ThrowBadColumn(column);
+    }
+  }
+  [[noreturn]] void ThrowBadColumn(int32_t column) const;
   void CheckRowRange(TLVRowIndex first, int32_t count);
 
   // Fills `out` with values at arbitrary rows by calling `readRun` once per run of
