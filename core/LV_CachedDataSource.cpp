@@ -1,7 +1,6 @@
 #include "core/LV_CachedDataSource.h"
 
 #include "core/LV_Localization.h"
-#include "core/LV_TunedDataSource.h"
 
 namespace lv {
 
@@ -101,12 +100,7 @@ void TLVCachedDataSource::CopyFrom(ILVDataSource& source, ILVProgress* progress)
   Close();
   {
     TLVColumnsUpdate update(Columns());
-    Columns().Clear();
-    const ILVColumnsInfo& columns = source.GetColumnsInfo();
-    for (int32_t i = 0; i < columns.GetColumnCount(); ++i) {
-      auto column = columns.GetColumnInfo(i);
-      AssignColumnInfo(Columns().AddColumn(column->GetName(), column->GetDataType()), *column);
-    }
+    CopyColumnsOf(&source.GetColumnsInfo());
     update.Changed();
   }
   Open();

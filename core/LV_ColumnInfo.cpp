@@ -141,6 +141,22 @@ void TLVNormalColumnDef::Assign(const TLVColumnInfo& source) {
   }
 }
 
+void AssignColumnInfo(TLVColumnInfo& target, const ILVColumnInfo& source) {
+  if (auto* info = dynamic_cast<const TLVColumnInfo*>(&source)) {
+    target.Assign(*info);
+    return;
+  }
+  target.SetName(source.GetName());
+  target.SetDisplayName(source.GetDisplayName());
+  target.SetDataType(source.GetDataType());
+  target.SetDataKind(source.GetDataKind());
+  target.SetDataStatus(source.GetDataStatus());
+  target.SetDataSize(source.GetDataSize());
+  if (const TLVStatInfo* stats = source.GetStatInfo()) {
+    target.SetStatInfo(std::make_shared<TLVStatInfo>(*stats));
+  }
+}
+
 int32_t TLVColumnsInfo::IndexOfStatus(TLVDataStatus status) const {
   for (int32_t i = 0; i < Count(); ++i) {
     if ((*this)[i].GetDataStatus() == status) return i;

@@ -150,6 +150,9 @@ class TLVColumnsInfo : public TLVCollectionOf<TLVColumnInfo>, public ILVColumnsI
   std::function<void()> modifyCheck_;
 };
 
+// Copies every property of a description reached through its interface.
+void AssignColumnInfo(TLVColumnInfo& target, const ILVColumnInfo& source);
+
 void RegisterColumnInfoTexts();
 
 }  // namespace lv

@@ -339,4 +339,11 @@ bool ConvertBlock(const TLVBlock& in, TLVDataType to, TLVBlock& out, const TLVFo
   return allConverted;
 }
 
+void ConvertBlockInPlace(TLVBlock& block, TLVDataType type, const TLVFormatSettings& fs) {
+  if (block.Type() == type) return;
+  TLVBlock read = std::move(block);
+  block = TLVBlock();
+  ConvertBlock(read, type, block, fs);
+}
+
 }  // namespace lv

@@ -46,5 +46,8 @@ bool TypeChangeAllowed(TLVDataType from, TLVDataType to);
 // Converts every value of `in` to `to` into `out`. Values that cannot be converted
 // become missing and make the result false.
 bool ConvertBlock(const TLVBlock& in, TLVDataType to, TLVBlock& out, const TLVFormatSettings& fs);
+// Brings a block just read to `type` (nothing to do when it already is); for sources
+// whose column was retyped over their parent's.
+void ConvertBlockInPlace(TLVBlock& block, TLVDataType type, const TLVFormatSettings& fs);
 
 }  // namespace lv

@@ -239,12 +239,31 @@ void TLVDataSource::OnNotifyDataSource(ILVDataSourceInfo& sender, TLVNotifyReaso
 
 void TLVDataSource::OnParentChanged(TLVNotifyReason reason) {
   if (reason == TLVNotifyReason::nrActiveChanged) return;
+  if (reason == TLVNotifyReason::nrColumnsChanged) {
+    Restructure();
+    return;
+  }
   Close();
-  NotifyListeners(reason == TLVNotifyReason::nrColumnsChanged ? TLVNotifyReason::nrColumnsChanged
-                                                              : TLVNotifyReason::nrDataChanged);
+  NotifyListeners(TLVNotifyReason::nrDataChanged);
 }
 
-void TLVDataSource::AttachParent(std::shared_ptr<ILVDataSource> parent) {
+void TLVDataSource::Restructure() {
+  Close();
+  TLVColumnsUpdate update(Columns());
+  RebuildColumns();
+  update.Changed();
+}
+
+void TLVDataSource::CopyColumnsOf(const ILVColumnsInfo* columns) {
+  TLVColumnsUpdate update(Columns());
+  Columns().Clear();
+  for (int32_t i = 0; columns && i < columns->GetColumnCount(); ++i) {
+    auto source = columns->GetColumnInfo(i);
+    AssignColumnInfo(Columns().AddColumn(source->GetName(), source->GetDataType()), *source);
+  }
+}
+
+void TLVDataSource::ReplaceParent(std::shared_ptr<ILVDataSource> parent) {
   if (parent.get() == parent_.get()) return;
   if (parent.get() == static_cast<ILVDataSource*>(this)) throw ELVError("ErrDataSourceSelfParent");
   if (Locked()) throw ELVError("ErrDataSourceActive");
@@ -252,6 +271,7 @@ void TLVDataSource::AttachParent(std::shared_ptr<ILVDataSource> parent) {
   if (parent_) parent_->RemoveListener(this);
   parent_ = std::move(parent);
   if (parent_) parent_->AddListener(this);
+  Restructure();
 }
 
 ILVDataSource& TLVDataSource::RequireParent() const {

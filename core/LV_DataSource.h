@@ -131,14 +131,23 @@ class TLVDataSource : public TLVDataSourceInfo,
   // unlocked), for sources over outside data.
   virtual void DoLock() {}
   virtual void DoUnlock() {}
-  // The parent changed; the default closes this source and tells the children.
+  // The parent changed. Columns: the source is restructured (RebuildColumns); rows:
+  // it closes. Either way the children are told.
   virtual void OnParentChanged(TLVNotifyReason reason);
+  // Rebuilds the column list for the current parent (a new one, or one whose columns
+  // changed); called closed, inside a column update bracket. The default keeps it.
+  virtual void RebuildColumns() {}
+  // Closes, rebuilds the columns and reports one change of them.
+  void Restructure();
+  // Replaces the column list with copies of `columns` (none when null).
+  void CopyColumnsOf(const ILVColumnsInfo* columns);
 
   // --- Parent support for the sources that have a DataSource property. ---
   ILVDataSource* ParentSource() const { return parent_.get(); }
   const std::shared_ptr<ILVDataSource>& SharedParentSource() const { return parent_; }
-  // Replaces the parent (listening to the new one); the caller brackets the change.
-  void AttachParent(std::shared_ptr<ILVDataSource> parent);
+  // Replaces the parent (listening to the new one) and restructures; the setter of
+  // every source that has a DataSource property.
+  void ReplaceParent(std::shared_ptr<ILVDataSource> parent);
   // The parent, or an error naming this source when there is none.
   ILVDataSource& RequireParent() const;
 

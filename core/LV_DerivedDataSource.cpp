@@ -2,7 +2,6 @@
 
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
-#include "core/LV_TunedDataSource.h"
 
 namespace lv {
 
@@ -21,20 +20,9 @@ std::shared_ptr<TLVColumnInfo> TLVDerivedColumns::NewItem() const {
 TLVDerivedDataSource::TLVDerivedDataSource()
     : TLVDataSource(std::make_unique<TLVDerivedColumns>(this)) {}
 
-void TLVDerivedDataSource::SetDataSource(std::shared_ptr<ILVDataSource> parent) {
-  if (parent.get() == ParentSource()) return;
-  TLVColumnsUpdate update(Columns());
-  AttachParent(std::move(parent));
-  RedefineColumns();
-  update.Changed();
-}
-
-void TLVDerivedDataSource::RedefineColumns() {
-  Close();
-  TLVColumnsUpdate update(Columns());
+void TLVDerivedDataSource::RebuildColumns() {
   Columns().Clear();
   DefineColumns();
-  update.Changed();
 }
 
 void TLVDerivedDataSource::DefineColumns() {
@@ -108,16 +96,6 @@ void TLVDerivedDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows, i
   } else {
     ComputeRows(column, rows, count, out);
   }
-}
-
-void TLVDerivedDataSource::OnParentChanged(TLVNotifyReason reason) {
-  if (reason == TLVNotifyReason::nrColumnsChanged) {
-    TLVColumnsUpdate update(Columns());
-    RedefineColumns();
-    update.Changed();
-    return;
-  }
-  TLVDataSource::OnParentChanged(reason);
 }
 
 void RegisterDerivedDataSourceTexts() {

@@ -44,15 +44,16 @@ class TLVDerivedDataSource : public TLVDataSource {
   TLVDerivedDataSource();
 
   ILVDataSource* GetDataSource() const { return ParentSource(); }
-  void SetDataSource(std::shared_ptr<ILVDataSource> parent);
+  void SetDataSource(std::shared_ptr<ILVDataSource> parent) { ReplaceParent(std::move(parent)); }
 
   TLVDerivedColumns& DerivedColumns() { return static_cast<TLVDerivedColumns&>(Columns()); }
   const TLVDerivedColumns& DerivedColumns() const {
     return static_cast<const TLVDerivedColumns&>(Columns());
   }
 
-  // Rebuilds the output columns (after a change of the parent or of the settings).
-  void RedefineColumns();
+  // Rebuilds the output columns after a change of the handler's settings (a change of
+  // the parent does it by itself).
+  void RedefineColumns() { Restructure(); }
 
  protected:
   // Fills the empty column list; the default passes every parent column through.
@@ -69,7 +70,7 @@ class TLVDerivedDataSource : public TLVDataSource {
   TLVRowIndex DoGetRowCount() override;
   void DoReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) override;
   void DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) override;
-  void OnParentChanged(TLVNotifyReason reason) override;
+  void RebuildColumns() override;
 };
 
 void RegisterDerivedDataSourceTexts();

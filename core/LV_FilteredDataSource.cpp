@@ -3,38 +3,14 @@
 #include "core/LV_Convert.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
-#include "core/LV_TunedDataSource.h"
 
 namespace lv {
 
-namespace {
-
-void CopyColumns(TLVDataSource& target, ILVDataSource* parent) {
-  TLVColumnsUpdate update(target.Columns());
-  target.Columns().Clear();
-  if (parent) {
-    const ILVColumnsInfo& columns = parent->GetColumnsInfo();
-    for (int32_t i = 0; i < columns.GetColumnCount(); ++i) {
-      auto source = columns.GetColumnInfo(i);
-      AssignColumnInfo(target.Columns().AddColumn(source->GetName(), source->GetDataType()),
-                       *source);
-    }
-  }
-  update.Changed();
-}
-
-}  // namespace
-
 // --- TLVFilteredDataSource ---
 
-void TLVFilteredDataSource::SetDataSource(std::shared_ptr<ILVDataSource> parent) {
-  if (parent.get() == ParentSource()) return;
-  TLVColumnsUpdate update(Columns());
-  AttachParent(std::move(parent));
-  CopyParentColumns();
+void TLVFilteredDataSource::RebuildColumns() {
+  CopyColumnsOf(ParentSource() ? &ParentSource()->GetColumnsInfo() : nullptr);
 }
-
-void TLVFilteredDataSource::CopyParentColumns() { CopyColumns(*this, ParentSource()); }
 
 void TLVFilteredDataSource::SetIndexes(std::shared_ptr<const ILVDataSourceIndexes> indexes) {
   Close();
@@ -66,28 +42,10 @@ void TLVFilteredDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows, 
   GatherRows(RequireParent(), column, indexes_->GetIndexes(), rows, count, out);
 }
 
-void TLVFilteredDataSource::OnParentChanged(TLVNotifyReason reason) {
-  TLVDataSource::OnParentChanged(reason);
-  if (reason == TLVNotifyReason::nrColumnsChanged) CopyParentColumns();
-}
-
 // --- TLVCachedFilteredDataSource ---
 
-void TLVCachedFilteredDataSource::SetDataSource(std::shared_ptr<ILVDataSource> parent) {
-  if (parent.get() == ParentSource()) return;
-  TLVColumnsUpdate update(Columns());
-  AttachParent(std::move(parent));
-  CopyParentColumns();
-}
-
-void TLVCachedFilteredDataSource::CopyParentColumns() {
-  CopyColumns(*this, ParentSource());
-  parentIndex_.assign(static_cast<size_t>(Columns().Count()), 0);
-  for (int32_t i = 0; i < Columns().Count(); ++i) parentIndex_[static_cast<size_t>(i)] = i;
-}
-
-int32_t TLVCachedFilteredDataSource::ParentColumn(int32_t index) const {
-  return parentIndex_[static_cast<size_t>(index)];
+void TLVCachedFilteredDataSource::RebuildColumns() {
+  CopyColumnsOf(ParentSource() ? &ParentSource()->GetColumnsInfo() : nullptr);
 }
 
 bool TLVCachedFilteredDataSource::TypeChangeable(int32_t index) const {
@@ -104,15 +62,14 @@ void TLVCachedFilteredDataSource::SetColumnDataType(int32_t index, TLVDataType t
   }
   // Every value of the parent must survive the conversion, or nothing changes.
   ILVDataSource& parent = RequireParent();
-  int32_t source = ParentColumn(index);
-  TLVDataType parentType = parent.GetColumnsInfo().GetColumnInfo(source)->GetDataType();
+  TLVDataType parentType = parent.GetColumnsInfo().GetColumnInfo(index)->GetDataType();
   if (parentType != type) {
     TLVLockGuard lock(parent);
     TLVBlock values, converted;
     TLVRowIndex rows = parent.GetRowCount();
     for (TLVRowIndex first = 0; first < rows; first += kLVBlockSize) {
       auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, rows - first));
-      parent.ReadBlock(source, first, count, values);
+      parent.ReadBlock(index, first, count, values);
       if (!ConvertBlock(values, type, converted, DefaultFormatSettings())) {
         throw ELVDataError("ErrCantConvertColumn",
                            {column.GetName(), DisplayText(current), DisplayText(type)});
@@ -157,16 +114,8 @@ TLVRowIndex TLVCachedFilteredDataSource::DoGetRowCount() {
 
 void TLVCachedFilteredDataSource::ReadParentRows(int32_t column, const TLVRowIndex* parentRows,
                                                  int32_t count, TLVBlock& out) {
-  ILVDataSource& parent = RequireParent();
-  int32_t source = ParentColumn(column);
-  TLVDataType type = Columns()[column].GetDataType();
-  if (parent.GetColumnsInfo().GetColumnInfo(source)->GetDataType() == type) {
-    parent.ReadRows(source, parentRows, count, out);
-    return;
-  }
-  TLVBlock values;
-  parent.ReadRows(source, parentRows, count, values);
-  ConvertBlock(values, type, out, DefaultFormatSettings());
+  RequireParent().ReadRows(column, parentRows, count, out);
+  ConvertBlockInPlace(out, Columns()[column].GetDataType(), DefaultFormatSettings());
 }
 
 void TLVCachedFilteredDataSource::DoReadBlock(int32_t column, TLVRowIndex first, int32_t count,
@@ -179,11 +128,6 @@ void TLVCachedFilteredDataSource::DoReadRows(int32_t column, const TLVRowIndex* 
   TLVRowIndex mapped[kLVBlockSize];
   for (int32_t i = 0; i < count; ++i) mapped[i] = selected_[static_cast<size_t>(rows[i])];
   ReadParentRows(column, mapped, count, out);
-}
-
-void TLVCachedFilteredDataSource::OnParentChanged(TLVNotifyReason reason) {
-  TLVDataSource::OnParentChanged(reason);
-  if (reason == TLVNotifyReason::nrColumnsChanged) CopyParentColumns();
 }
 
 void RegisterFilteredDataSourceTexts() {

@@ -31,7 +31,7 @@ class TLVDataSourceIndexes : public ILVDataSourceIndexes {
 class TLVFilteredDataSource : public TLVDataSource {
  public:
   ILVDataSource* GetDataSource() const { return ParentSource(); }
-  void SetDataSource(std::shared_ptr<ILVDataSource> parent);
+  void SetDataSource(std::shared_ptr<ILVDataSource> parent) { ReplaceParent(std::move(parent)); }
   // The rows to show; null shows none. Every index must be a row of the parent.
   void SetIndexes(std::shared_ptr<const ILVDataSourceIndexes> indexes);
 
@@ -40,17 +40,16 @@ class TLVFilteredDataSource : public TLVDataSource {
   TLVRowIndex DoGetRowCount() override;
   void DoReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) override;
   void DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) override;
-  void OnParentChanged(TLVNotifyReason reason) override;
+  void RebuildColumns() override;
 
  private:
-  void CopyParentColumns();
   std::shared_ptr<const ILVDataSourceIndexes> indexes_;
 };
 
 class TLVCachedFilteredDataSource : public TLVDataSource {
  public:
   ILVDataSource* GetDataSource() const { return ParentSource(); }
-  void SetDataSource(std::shared_ptr<ILVDataSource> parent);
+  void SetDataSource(std::shared_ptr<ILVDataSource> parent) { ReplaceParent(std::move(parent)); }
 
   // Changes the type of column `index`; refused with a message when the column's type
   // is fixed or a value of the parent cannot be converted.
@@ -77,15 +76,12 @@ class TLVCachedFilteredDataSource : public TLVDataSource {
   TLVRowIndex DoGetRowCount() override;
   void DoReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) override;
   void DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) override;
-  void OnParentChanged(TLVNotifyReason reason) override;
+  void RebuildColumns() override;
 
  private:
-  void CopyParentColumns();
-  int32_t ParentColumn(int32_t index) const;
   void ReadParentRows(int32_t column, const TLVRowIndex* parentRows, int32_t count, TLVBlock& out);
 
   std::vector<TLVRowIndex> selected_;
-  std::vector<int32_t> parentIndex_;
   ILVProgress* progress_ = nullptr;
 };
 

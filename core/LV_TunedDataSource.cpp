@@ -8,22 +8,6 @@
 
 namespace lv {
 
-void AssignColumnInfo(TLVColumnInfo& target, const ILVColumnInfo& source) {
-  if (auto* info = dynamic_cast<const TLVColumnInfo*>(&source)) {
-    target.Assign(*info);
-    return;
-  }
-  target.SetName(source.GetName());
-  target.SetDisplayName(source.GetDisplayName());
-  target.SetDataType(source.GetDataType());
-  target.SetDataKind(source.GetDataKind());
-  target.SetDataStatus(source.GetDataStatus());
-  target.SetDataSize(source.GetDataSize());
-  if (const TLVStatInfo* stats = source.GetStatInfo()) {
-    target.SetStatInfo(std::make_shared<TLVStatInfo>(*stats));
-  }
-}
-
 void TLVDefaultColumnsInfoVendor::BuildColumns(const ILVColumnsInfo& parent,
                                                const TLVColumnsInfo& previous,
                                                TLVColumnsInfo& columns) const {
@@ -43,22 +27,11 @@ void TLVDefaultColumnsInfoVendor::BuildColumns(const ILVColumnsInfo& parent,
 TLVTunedDataSource::TLVTunedDataSource()
     : vendor_(std::make_shared<TLVDefaultColumnsInfoVendor>()) {}
 
-void TLVTunedDataSource::SetDataSource(std::shared_ptr<ILVDataSource> parent) {
-  if (parent.get() == ParentSource()) return;
-  TLVColumnsUpdate update(Columns());
-  AttachParent(std::move(parent));
-  RefreshColumns();
-  update.Changed();
-}
-
 void TLVTunedDataSource::SetColumnsInfoVendor(std::shared_ptr<const TLVColumnsInfoVendor> vendor) {
   if (!vendor) vendor = std::make_shared<TLVDefaultColumnsInfoVendor>();
   if (vendor == vendor_) return;
-  TLVColumnsUpdate update(Columns());
-  Close();
   vendor_ = std::move(vendor);
   RefreshColumns();
-  update.Changed();
 }
 
 void TLVTunedDataSource::SetDesignMode(bool value) {
@@ -79,26 +52,24 @@ void TLVTunedDataSource::SetExecuteMode(bool value) {
 
 void TLVTunedDataSource::RefreshColumns() {
   Close();
-  parentIndex_.clear();
+  TLVColumnsUpdate update(Columns());
+  BuildColumnsFromVendor();
+  update.Changed();
+}
+
+void TLVTunedDataSource::BuildColumnsFromVendor() {
   TLVColumnsInfo previous;
   previous.AssignColumns(Columns());
-  TLVColumnsUpdate update(Columns());
   Columns().Clear();
   if (ILVDataSource* parent = ParentSource()) {
     vendor_->BuildColumns(parent->GetColumnsInfo(), previous, Columns());
   }
-  update.Changed();
 }
 
-void TLVTunedDataSource::OnParentChanged(TLVNotifyReason reason) {
-  if (reason == TLVNotifyReason::nrColumnsChanged && designMode_ && !executeMode_) {
-    TLVColumnsUpdate update(Columns());
-    RefreshColumns();
-    update.Changed();
-    return;
-  }
-  parentIndex_.clear();
-  TLVDataSource::OnParentChanged(reason);
+void TLVTunedDataSource::RebuildColumns() {
+  // Only a source being designed follows its parent; a tuned one keeps its columns and
+  // checks them against the parent when it opens.
+  if (designMode_ && !executeMode_) BuildColumnsFromVendor();
 }
 
 void TLVTunedDataSource::ResolveParentIndexes() {
@@ -128,42 +99,20 @@ int32_t TLVTunedDataSource::ParentIndexOf(int32_t index) const {
 
 void TLVTunedDataSource::DoOpen() { ResolveParentIndexes(); }
 
-TLVRowIndex TLVTunedDataSource::DoGetRowCount() { return RequireParent().GetRowCount(); }
+void TLVTunedDataSource::DoClose() { parentIndex_.clear(); }
 
-void TLVTunedDataSource::ReadConverted(int32_t column, TLVBlock& parentValues,
-                                       TLVBlock& out) const {
-  TLVDataType type = Columns()[column].GetDataType();
-  if (parentValues.Type() == type) {
-    std::swap(parentValues, out);
-    return;
-  }
-  ConvertBlock(parentValues, type, out, DefaultFormatSettings());
-}
+TLVRowIndex TLVTunedDataSource::DoGetRowCount() { return RequireParent().GetRowCount(); }
 
 void TLVTunedDataSource::DoReadBlock(int32_t column, TLVRowIndex first, int32_t count,
                                      TLVBlock& out) {
-  ILVDataSource& parent = RequireParent();
-  int32_t at = parentIndex_[static_cast<size_t>(column)];
-  if (parent.GetColumnsInfo().GetColumnInfo(at)->GetDataType() == Columns()[column].GetDataType()) {
-    parent.ReadBlock(at, first, count, out);
-    return;
-  }
-  TLVBlock values;
-  parent.ReadBlock(at, first, count, values);
-  ReadConverted(column, values, out);
+  RequireParent().ReadBlock(ParentIndexOf(column), first, count, out);
+  ConvertBlockInPlace(out, Columns()[column].GetDataType(), DefaultFormatSettings());
 }
 
 void TLVTunedDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
                                     TLVBlock& out) {
-  ILVDataSource& parent = RequireParent();
-  int32_t at = parentIndex_[static_cast<size_t>(column)];
-  if (parent.GetColumnsInfo().GetColumnInfo(at)->GetDataType() == Columns()[column].GetDataType()) {
-    parent.ReadRows(at, rows, count, out);
-    return;
-  }
-  TLVBlock values;
-  parent.ReadRows(at, rows, count, values);
-  ReadConverted(column, values, out);
+  RequireParent().ReadRows(ParentIndexOf(column), rows, count, out);
+  ConvertBlockInPlace(out, Columns()[column].GetDataType(), DefaultFormatSettings());
 }
 
 TLVTunedDataSource::TLVPurposeNeed TLVTunedDataSource::PurposeNeed(const TLVColumnInfo&) const {

@@ -39,15 +39,12 @@ class TLVDefaultColumnsInfoVendor : public TLVColumnsInfoVendor {
                     TLVColumnsInfo& columns) const override;
 };
 
-// Copies every property of a description reached through its interface.
-void AssignColumnInfo(TLVColumnInfo& target, const ILVColumnInfo& source);
-
 class TLVTunedDataSource : public TLVDataSource {
  public:
   TLVTunedDataSource();
 
   ILVDataSource* GetDataSource() const { return ParentSource(); }
-  void SetDataSource(std::shared_ptr<ILVDataSource> parent);
+  void SetDataSource(std::shared_ptr<ILVDataSource> parent) { ReplaceParent(std::move(parent)); }
 
   const TLVColumnsInfoVendor& GetColumnsInfoVendor() const { return *vendor_; }
   std::string_view GetColumnsInfoVendorName() const { return vendor_->GetName(); }
@@ -58,7 +55,7 @@ class TLVTunedDataSource : public TLVDataSource {
   bool GetExecuteMode() const { return executeMode_; }
   void SetExecuteMode(bool value);
 
-  // Rebuilds the column list from the parent through the vendor.
+  // Rebuilds the column list from the parent through the vendor, whatever the mode.
   void RefreshColumns();
 
   // Checks every used column's purpose against what it needs (statistics or unique
@@ -78,14 +75,15 @@ class TLVTunedDataSource : public TLVDataSource {
   virtual TLVPurposeNeed PurposeNeed(const TLVColumnInfo& column) const;
 
   void DoOpen() override;
+  void DoClose() override;
   TLVRowIndex DoGetRowCount() override;
   void DoReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) override;
   void DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) override;
-  void OnParentChanged(TLVNotifyReason reason) override;
+  void RebuildColumns() override;
 
  private:
   void ResolveParentIndexes();
-  void ReadConverted(int32_t column, TLVBlock& parentValues, TLVBlock& out) const;
+  void BuildColumnsFromVendor();
 
   std::shared_ptr<const TLVColumnsInfoVendor> vendor_;
   std::vector<int32_t> parentIndex_;
