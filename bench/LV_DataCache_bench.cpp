@@ -111,7 +111,9 @@ TReadSource& ReadSource() {
   return *source;
 }
 
-const TLVDataCache& ReadCache() { return ReadSource().Cache(); }
+const TLVDataCache& ReadCache() {
+  return ReadSource().Cache();
+}
 
 // What every reader does with the values: four running sums, so that the adds do not
 // wait for each other and the reading itself is what is measured.
@@ -237,7 +239,8 @@ void BM_SourceReadFloatByBlock(benchmark::State& state) {
   for (auto _ : state) {
     TSums sums;
     for (TLVRowIndex first = 0; first < rowCount; first += kLVBlockSize) {
-      const auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, rowCount - first));
+      const auto count =
+          static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, rowCount - first));
       source.ReadBlock(kFloatColumn, first, count, block);
       SumBlock(block, sums);
     }

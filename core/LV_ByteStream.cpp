@@ -53,6 +53,8 @@ std::string TLVByteReader::ReadString() {
   return s;
 }
 
-void RegisterByteStreamTexts() { TLVLocalization::Instance().RegisterKeys({"ErrStreamRead"}); }
+void RegisterByteStreamTexts() {
+  TLVLocalization::Instance().RegisterKeys({"ErrStreamRead"});
+}
 
 }  // namespace lv

@@ -83,7 +83,9 @@ void TLVCachedDataSource::DoOpen() {
   }
 }
 
-void TLVCachedDataSource::DoClose() { cache_.Close(); }
+void TLVCachedDataSource::DoClose() {
+  cache_.Close();
+}
 
 double TLVCachedDataSource::DoGetNumber(TLVRowIndex row, int32_t column) {
   // A text has no numeric value; the row is still checked like any other read's.
@@ -161,7 +163,9 @@ void TLVCachedThroughDataSource::DoOpen() {
   }
 }
 
-void TLVCachedThroughDataSource::DoClose() { cache_.Close(); }
+void TLVCachedThroughDataSource::DoClose() {
+  cache_.Close();
+}
 
 void TLVCachedThroughDataSource::DoReadBlock(int32_t column, TLVRowIndex first, int32_t count,
                                              TLVBlock& out) {

@@ -86,7 +86,6 @@ class TLVCachedThroughDataSource : public TLVDerivedDataSource {
     return static_cast<size_t>(column) < slot_.size() ? slot_[static_cast<size_t>(column)] : -1;
   }
 
-
   TLVDataCache cache_;
   std::vector<int32_t> plan_;
   std::vector<int32_t> slot_;

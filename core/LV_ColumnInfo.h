@@ -48,9 +48,7 @@ class TLVColumnInfo : public TLVCollectionItem, public ILVColumnInfo {
 
   const std::string& GetName() const override { return TLVCollectionItem::GetName(); }
   void SetName(std::string_view name) override { TLVCollectionItem::SetName(name); }
-  const std::string& GetDisplayName() const override {
-    return TLVCollectionItem::GetDisplayName();
-  }
+  const std::string& GetDisplayName() const override { return TLVCollectionItem::GetDisplayName(); }
   void SetDisplayName(std::string_view caption) override {
     TLVCollectionItem::SetDisplayName(caption);
   }
@@ -141,7 +139,9 @@ class TLVColumnsInfo : public TLVCollectionOf<TLVColumnInfo>, public ILVColumnsI
 
  protected:
   // Makes the item for a copied description; lists of special columns override it.
-  virtual std::shared_ptr<TLVColumnInfo> NewItem() const { return std::make_shared<TLVColumnInfo>(); }
+  virtual std::shared_ptr<TLVColumnInfo> NewItem() const {
+    return std::make_shared<TLVColumnInfo>();
+  }
   void CheckCanModify() const override {
     if (modifyCheck_) modifyCheck_();
   }

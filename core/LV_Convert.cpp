@@ -73,8 +73,8 @@ bool EqualsIgnoringAsciiCase(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-std::optional<double> EncodeDateTime(int year, int month, int day, int hour, int minute,
-                                     int second, int millisecond) {
+std::optional<double> EncodeDateTime(int year, int month, int day, int hour, int minute, int second,
+                                     int millisecond) {
   if (year < 1 || year > 9999 || month < 1 || month > 12 || day < 1 ||
       day > DaysInMonth(year, month) || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
       second < 0 || second > 59 || millisecond < 0 || millisecond > 999) {
@@ -160,8 +160,7 @@ std::optional<double> ParseDateTime(std::string_view text, const TLVFormatSettin
   int found = 0;
   for (char ch : fs.shortDateFormat) {
     char c = static_cast<char>(ch | 0x20);
-    if ((c == 'd' || c == 'm' || c == 'y') && found < 3 &&
-        (found == 0 || order[found - 1] != c)) {
+    if ((c == 'd' || c == 'm' || c == 'y') && found < 3 && (found == 0 || order[found - 1] != c)) {
       order[found++] = c;
     }
   }
@@ -307,7 +306,8 @@ bool ConvertBlock(const TLVBlock& in, TLVDataType to, TLVBlock& out, const TLVFo
       double v = in.NumberAt(i);
       if (to == TLVDataType::dtInteger) {
         double r = std::nearbyint(v);
-        if (!(r >= std::numeric_limits<int32_t>::min() && r <= std::numeric_limits<int32_t>::max())) {
+        if (!(r >= std::numeric_limits<int32_t>::min() &&
+              r <= std::numeric_limits<int32_t>::max())) {
           allConverted = false;
           continue;
         }
@@ -318,7 +318,8 @@ bool ConvertBlock(const TLVBlock& in, TLVDataType to, TLVBlock& out, const TLVFo
       out.Valid()[at] = 1;
       continue;
     }
-    std::string text = numericIn ? ValueToText(BlockValue(in, i), fs) : std::string(in.Strings()[at]);
+    std::string text =
+        numericIn ? ValueToText(BlockValue(in, i), fs) : std::string(in.Strings()[at]);
     if (to == TLVDataType::dtString) {
       out.Strings()[at] = out.Arena().Store(text);
       out.Valid()[at] = 1;

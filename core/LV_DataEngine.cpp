@@ -19,7 +19,9 @@ TLVDataProcessEngine::TLVDataProcessEngine(std::shared_ptr<TLVTunedDataSource> t
   tuned_->AddListener(this);
 }
 
-TLVDataProcessEngine::~TLVDataProcessEngine() { tuned_->RemoveListener(this); }
+TLVDataProcessEngine::~TLVDataProcessEngine() {
+  tuned_->RemoveListener(this);
+}
 
 void TLVDataProcessEngine::Process(ILVProgress* progress) {
   Unprocess();

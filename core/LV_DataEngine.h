@@ -27,7 +27,9 @@ class TLVDataEngine : public TLVComponent {
   TLVDerivedDataSource& DerivedDataSource() { return *derived_; }
 
   // The parent of the whole handler.
-  void SetDataSource(std::shared_ptr<ILVDataSource> parent) { tuned_->SetDataSource(std::move(parent)); }
+  void SetDataSource(std::shared_ptr<ILVDataSource> parent) {
+    tuned_->SetDataSource(std::move(parent));
+  }
   ILVDataSource* GetDataSource() const { return tuned_->GetDataSource(); }
 
   std::shared_ptr<ILVDataSource> GetDataSourceIntf() override { return derived_; }

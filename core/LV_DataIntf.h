@@ -102,8 +102,7 @@ class ILVDataSource : public virtual ILVDataSourceInfo {
   // `count` values of `column` from row `first` on; count <= kLVBlockSize.
   virtual void ReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) = 0;
   // The values of `column` at the `count` given rows, in that order.
-  virtual void ReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
-                        TLVBlock& out) = 0;
+  virtual void ReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) = 0;
 
   // While locked, the rows under the source may not change. Locks nest and chain up
   // through every ancestor.

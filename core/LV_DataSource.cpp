@@ -144,10 +144,9 @@ void TLVDataSource::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t co
 
 void TLVDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
                                TLVBlock& out) {
-  ReadRowsByRuns(Columns()[column].GetDataType(), rows, count, out,
-                 [&](TLVRowIndex first, int32_t n, TLVBlock& run) {
-                   DoReadBlock(column, first, n, run);
-                 });
+  ReadRowsByRuns(
+      Columns()[column].GetDataType(), rows, count, out,
+      [&](TLVRowIndex first, int32_t n, TLVBlock& run) { DoReadBlock(column, first, n, run); });
 }
 
 void TLVDataSource::ReadRowsByRuns(
@@ -280,8 +279,8 @@ ILVDataSource& TLVDataSource::RequireParent() const {
 }
 
 void TLVDataSource::GatherRows(ILVDataSource& source, int32_t sourceColumn,
-                               const TLVRowIndex* indexes, const TLVRowIndex* rows,
-                               int32_t count, TLVBlock& out) {
+                               const TLVRowIndex* indexes, const TLVRowIndex* rows, int32_t count,
+                               TLVBlock& out) {
   TLVRowIndex mapped[kLVBlockSize];
   for (int32_t i = 0; i < count; ++i) mapped[i] = indexes[rows[i]];
   source.ReadRows(sourceColumn, mapped, count, out);
@@ -293,9 +292,13 @@ TLVColumnsUpdate::TLVColumnsUpdate(TLVColumnsInfo& columns) : columns_(columns) 
   columns_.BeginUpdate();
 }
 
-TLVColumnsUpdate::~TLVColumnsUpdate() { columns_.EndUpdate(); }
+TLVColumnsUpdate::~TLVColumnsUpdate() {
+  columns_.EndUpdate();
+}
 
-void TLVColumnsUpdate::Changed() { columns_.MarkChanged(); }
+void TLVColumnsUpdate::Changed() {
+  columns_.MarkChanged();
+}
 
 // --- TLVComponent ---
 
@@ -306,9 +309,9 @@ std::shared_ptr<ILVDataSource> RequireDataSource(TLVComponent& component) {
 }
 
 void RegisterDataSourceTexts() {
-  TLVLocalization::Instance().RegisterKeys(
-      {"ErrDataSourceInvalidIndex", "ErrDataSourceInvalidRow", "ErrDataSourceSelfParent",
-       "ErrDataSourceNoParent", "ErrNoDataSourceIntf"});
+  TLVLocalization::Instance().RegisterKeys({"ErrDataSourceInvalidIndex", "ErrDataSourceInvalidRow",
+                                            "ErrDataSourceSelfParent", "ErrDataSourceNoParent",
+                                            "ErrNoDataSourceIntf"});
 }
 
 }  // namespace lv

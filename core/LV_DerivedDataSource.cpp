@@ -50,10 +50,9 @@ void TLVDerivedDataSource::ComputeBlock(int32_t column, TLVRowIndex, int32_t, TL
 
 void TLVDerivedDataSource::ComputeRows(int32_t column, const TLVRowIndex* rows, int32_t count,
                                        TLVBlock& out) {
-  ReadRowsByRuns(Columns()[column].GetDataType(), rows, count, out,
-                 [&](TLVRowIndex first, int32_t n, TLVBlock& run) {
-                   ComputeBlock(column, first, n, run);
-                 });
+  ReadRowsByRuns(
+      Columns()[column].GetDataType(), rows, count, out,
+      [&](TLVRowIndex first, int32_t n, TLVBlock& run) { ComputeBlock(column, first, n, run); });
 }
 
 void TLVDerivedDataSource::DoOpen() {
@@ -76,7 +75,9 @@ void TLVDerivedDataSource::DoOpen() {
   }
 }
 
-TLVRowIndex TLVDerivedDataSource::DoGetRowCount() { return RequireParent().GetRowCount(); }
+TLVRowIndex TLVDerivedDataSource::DoGetRowCount() {
+  return RequireParent().GetRowCount();
+}
 
 void TLVDerivedDataSource::DoReadBlock(int32_t column, TLVRowIndex first, int32_t count,
                                        TLVBlock& out) {

@@ -123,8 +123,8 @@ void TLVCachedFilteredDataSource::DoReadBlock(int32_t column, TLVRowIndex first,
   ReadParentRows(column, selected_.data() + first, count, out);
 }
 
-void TLVCachedFilteredDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows,
-                                             int32_t count, TLVBlock& out) {
+void TLVCachedFilteredDataSource::DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
+                                             TLVBlock& out) {
   TLVRowIndex mapped[kLVBlockSize];
   for (int32_t i = 0; i < count; ++i) mapped[i] = selected_[static_cast<size_t>(rows[i])];
   ReadParentRows(column, mapped, count, out);

@@ -24,8 +24,8 @@ class TLVFormatArg {
   enum class Kind : uint8_t { Integer, Real, Text };
 
   template <class T>
-    requires std::is_integral_v<T>
-  TLVFormatArg(T value) : kind_(Kind::Integer), integer_(static_cast<int64_t>(value)) {}
+  requires std::is_integral_v<T> TLVFormatArg(T value)
+      : kind_(Kind::Integer), integer_(static_cast<int64_t>(value)) {}
   TLVFormatArg(double value) : kind_(Kind::Real), real_(value) {}
   TLVFormatArg(float value) : kind_(Kind::Real), real_(value) {}
   TLVFormatArg(std::string_view value) : kind_(Kind::Text), text_(value) {}

@@ -29,7 +29,9 @@ TLVLocalization& TLVLocalization::Instance() {
   return instance;
 }
 
-TLVLocalization::TLVLocalization() { Load(EmbeddedRussianTexts()); }
+TLVLocalization::TLVLocalization() {
+  Load(EmbeddedRussianTexts());
+}
 
 void TLVLocalization::Load(std::string_view resource) {
   texts_.clear();
@@ -47,13 +49,17 @@ void TLVLocalization::Load(std::string_view resource) {
   }
 }
 
-void TLVLocalization::RegisterKey(std::string_view key) { registered_.emplace(key); }
+void TLVLocalization::RegisterKey(std::string_view key) {
+  registered_.emplace(key);
+}
 
 void TLVLocalization::RegisterKeys(std::initializer_list<std::string_view> keys) {
   for (auto key : keys) RegisterKey(key);
 }
 
-bool TLVLocalization::HasText(std::string_view key) const { return texts_.contains(key); }
+bool TLVLocalization::HasText(std::string_view key) const {
+  return texts_.contains(key);
+}
 
 std::string TLVLocalization::Text(std::string_view key) const {
   auto it = texts_.find(key);

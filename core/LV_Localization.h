@@ -39,7 +39,9 @@ class TLVLocalization {
   std::set<std::string, std::less<>> registered_;
 };
 
-inline std::string LVText(std::string_view key) { return TLVLocalization::Instance().Text(key); }
+inline std::string LVText(std::string_view key) {
+  return TLVLocalization::Instance().Text(key);
+}
 
 // The Russian resource compiled into the binary.
 std::string_view EmbeddedRussianTexts();

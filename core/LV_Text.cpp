@@ -6,8 +6,8 @@
 namespace lv {
 
 TLVTextItem* TLVTextItem::Place(void* storage, std::string_view text, bool blockOwned) {
-  auto* item = ::new (storage) TLVTextItem{
-      {1}, static_cast<uint32_t>(text.size()) | (blockOwned ? kBlockOwned : 0u)};
+  auto* item = ::new (storage)
+      TLVTextItem{{1}, static_cast<uint32_t>(text.size()) | (blockOwned ? kBlockOwned : 0u)};
   if (!text.empty()) std::memcpy(item->Data(), text.data(), text.size());
   return item;
 }

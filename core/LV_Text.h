@@ -32,8 +32,7 @@ struct TLVTextItem {
   // Bytes an item of `length` characters takes, rounded so that the next item stays
   // aligned for its reference count.
   static constexpr size_t StorageSize(size_t length) {
-    return (sizeof(TLVTextItem) + length + alignof(TLVTextItem) - 1) &
-           ~(alignof(TLVTextItem) - 1);
+    return (sizeof(TLVTextItem) + length + alignof(TLVTextItem) - 1) & ~(alignof(TLVTextItem) - 1);
   }
   // Constructs an item in caller-provided storage of StorageSize(text.size()) bytes.
   static TLVTextItem* Place(void* storage, std::string_view text, bool blockOwned);

@@ -83,9 +83,9 @@ void TLVTunedDataSource::ResolveParentIndexes() {
     TLVDataType parentType = parentColumns.GetColumnInfo(at)->GetDataType();
     if (parentType != column.GetDataType() &&
         !TypeChangeAllowed(parentType, column.GetDataType())) {
-      throw ELVDataError("ErrParentColumnTypeChanged",
-                         {column.GetName(), DisplayText(column.GetDataType()),
-                          DisplayText(parentType)});
+      throw ELVDataError(
+          "ErrParentColumnTypeChanged",
+          {column.GetName(), DisplayText(column.GetDataType()), DisplayText(parentType)});
     }
     indexes[static_cast<size_t>(i)] = at;
   }
@@ -97,11 +97,17 @@ int32_t TLVTunedDataSource::ParentIndexOf(int32_t index) const {
                                                           : -1;
 }
 
-void TLVTunedDataSource::DoOpen() { ResolveParentIndexes(); }
+void TLVTunedDataSource::DoOpen() {
+  ResolveParentIndexes();
+}
 
-void TLVTunedDataSource::DoClose() { parentIndex_.clear(); }
+void TLVTunedDataSource::DoClose() {
+  parentIndex_.clear();
+}
 
-TLVRowIndex TLVTunedDataSource::DoGetRowCount() { return RequireParent().GetRowCount(); }
+TLVRowIndex TLVTunedDataSource::DoGetRowCount() {
+  return RequireParent().GetRowCount();
+}
 
 void TLVTunedDataSource::DoReadBlock(int32_t column, TLVRowIndex first, int32_t count,
                                      TLVBlock& out) {
@@ -163,9 +169,9 @@ void TLVTunedDataSource::CheckUniqueValueKnown(const TLVColumnInfo& column, cons
 }
 
 void RegisterTunedDataSourceTexts() {
-  TLVLocalization::Instance().RegisterKeys(
-      {"ErrParentColumnNotFound", "ErrParentColumnTypeChanged", "ErrColumnNoUniqueValues",
-       "ErrColumnNoStatistics", "ErrUnknownUniqueValue", "ErrTooFewData"});
+  TLVLocalization::Instance().RegisterKeys({"ErrParentColumnNotFound", "ErrParentColumnTypeChanged",
+                                            "ErrColumnNoUniqueValues", "ErrColumnNoStatistics",
+                                            "ErrUnknownUniqueValue", "ErrTooFewData"});
 }
 
 }  // namespace lv

@@ -10,18 +10,17 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::array kDataType{"dtNone"sv, "dtBoolean"sv, "dtDateTime"sv,
+constexpr std::array kDataType{"dtNone"sv,  "dtBoolean"sv, "dtDateTime"sv,
                                "dtFloat"sv, "dtInteger"sv, "dtString"sv};
 constexpr std::array kDataKind{"dkUndefined"sv, "dkContinuous"sv, "dkDiscrete"sv};
-constexpr std::array kDataStatus{"dsUnUsable"sv,  "dsUsable"sv,      "dsUseless"sv,
-                                 "dsKey"sv,       "dsInput"sv,       "dsOutput"sv,
-                                 "dsInfo"sv,      "dsDimension"sv,   "dsProperty"sv,
-                                 "dsCase"sv,      "dsTransactionID"sv, "dsItemID"sv};
+constexpr std::array kDataStatus{"dsUnUsable"sv, "dsUsable"sv, "dsUseless"sv,       "dsKey"sv,
+                                 "dsInput"sv,    "dsOutput"sv, "dsInfo"sv,          "dsDimension"sv,
+                                 "dsProperty"sv, "dsCase"sv,   "dsTransactionID"sv, "dsItemID"sv};
 constexpr std::array kColumnInfoType{"citDataStatus"sv, "citDataType"sv, "citDataKind"sv,
                                      "citDataSize"sv,   "citName"sv,     "citDisplayName"sv,
                                      "citIndex"sv,      "citID"sv};
-constexpr std::array kStatInfoType{"sitMin"sv,    "sitMax"sv,          "sitAvg"sv,
-                                   "sitSum"sv,    "sitSumSq"sv,        "sitStdDev"sv,
+constexpr std::array kStatInfoType{"sitMin"sv,       "sitMax"sv,          "sitAvg"sv,
+                                   "sitSum"sv,       "sitSumSq"sv,        "sitStdDev"sv,
                                    "sitNullCount"sv, "sitUniqueValues"sv, "sitUniqueValuesCount"sv,
                                    "sitTotalCount"sv};
 constexpr std::array kDataSourceType{"dstTeach"sv, "dstTest"sv};
@@ -32,8 +31,7 @@ constexpr std::array kJoinDataType{"jdtUnion"sv, "jdtJoin"sv, "jdtLeftJoin"sv, "
                                    "jdtFullJoin"sv};
 constexpr std::array kOperationMode{"omTeach"sv, "omRetrain"sv, "omExecute"sv};
 constexpr std::array kNormalizerStoreDataType{"nstFloat"sv, "nstInteger"sv};
-constexpr std::array kTableShowAsType{"shtAsValue"sv, "shtAsPercentVert"sv,
-                                      "shtAsPercentHoriz"sv};
+constexpr std::array kTableShowAsType{"shtAsValue"sv, "shtAsPercentVert"sv, "shtAsPercentHoriz"sv};
 constexpr std::array kKernelState{"ksNone"sv, "ksTraining"sv, "ksTrained"sv};
 constexpr std::array kRuleAttributeType{"ratAntecedent"sv, "ratConsequent"sv, "ratSupport"sv,
                                         "ratConfidence"sv};
@@ -84,28 +82,70 @@ std::string TLVEnumDescriptor::DisplayTextKey(size_t ordinal) const {
   return key;
 }
 
-const TLVEnumDescriptor& DescribeEnum(TLVDataType) { return kDescriptors[0]; }
-const TLVEnumDescriptor& DescribeEnum(TLVDataKind) { return kDescriptors[1]; }
-const TLVEnumDescriptor& DescribeEnum(TLVDataStatus) { return kDescriptors[2]; }
-const TLVEnumDescriptor& DescribeEnum(TLVColumnInfoType) { return kDescriptors[3]; }
-const TLVEnumDescriptor& DescribeEnum(TLVStatInfoType) { return kDescriptors[4]; }
-const TLVEnumDescriptor& DescribeEnum(TLVDataSourceType) { return kDescriptors[5]; }
-const TLVEnumDescriptor& DescribeEnum(TLVDataSourceTypeEx) { return kDescriptors[6]; }
-const TLVEnumDescriptor& DescribeEnum(TLVSortOrder) { return kDescriptors[7]; }
-const TLVEnumDescriptor& DescribeEnum(TLVSortDirection) { return kDescriptors[8]; }
-const TLVEnumDescriptor& DescribeEnum(TLVJoinDataType) { return kDescriptors[9]; }
-const TLVEnumDescriptor& DescribeEnum(TLVOperationMode) { return kDescriptors[10]; }
-const TLVEnumDescriptor& DescribeEnum(TLVNormalizerStoreDataType) { return kDescriptors[11]; }
-const TLVEnumDescriptor& DescribeEnum(TLVTableShowAsType) { return kDescriptors[12]; }
-const TLVEnumDescriptor& DescribeEnum(TLVKernelState) { return kDescriptors[13]; }
-const TLVEnumDescriptor& DescribeEnum(TLVRuleAttributeType) { return kDescriptors[14]; }
-const TLVEnumDescriptor& DescribeEnum(TLVComponentType) { return kDescriptors[15]; }
-const TLVEnumDescriptor& DescribeEnum(TLVConnectionType) { return kDescriptors[16]; }
-const TLVEnumDescriptor& DescribeEnum(TLVExceptionType) { return kDescriptors[17]; }
-const TLVEnumDescriptor& DescribeEnum(TLVDateSourceType) { return kDescriptors[18]; }
-const TLVEnumDescriptor& DescribeEnum(TLVStringComparisonType) { return kDescriptors[19]; }
+const TLVEnumDescriptor& DescribeEnum(TLVDataType) {
+  return kDescriptors[0];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVDataKind) {
+  return kDescriptors[1];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVDataStatus) {
+  return kDescriptors[2];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVColumnInfoType) {
+  return kDescriptors[3];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVStatInfoType) {
+  return kDescriptors[4];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVDataSourceType) {
+  return kDescriptors[5];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVDataSourceTypeEx) {
+  return kDescriptors[6];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVSortOrder) {
+  return kDescriptors[7];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVSortDirection) {
+  return kDescriptors[8];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVJoinDataType) {
+  return kDescriptors[9];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVOperationMode) {
+  return kDescriptors[10];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVNormalizerStoreDataType) {
+  return kDescriptors[11];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVTableShowAsType) {
+  return kDescriptors[12];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVKernelState) {
+  return kDescriptors[13];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVRuleAttributeType) {
+  return kDescriptors[14];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVComponentType) {
+  return kDescriptors[15];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVConnectionType) {
+  return kDescriptors[16];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVExceptionType) {
+  return kDescriptors[17];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVDateSourceType) {
+  return kDescriptors[18];
+}
+const TLVEnumDescriptor& DescribeEnum(TLVStringComparisonType) {
+  return kDescriptors[19];
+}
 
-std::span<const TLVEnumDescriptor* const> AllEnumDescriptors() { return kDescriptorPointers; }
+std::span<const TLVEnumDescriptor* const> AllEnumDescriptors() {
+  return kDescriptorPointers;
+}
 
 std::string EnumDisplayText(const TLVEnumDescriptor& descriptor, size_t ordinal) {
   if (!descriptor.hasDisplayTexts || ordinal >= descriptor.valueNames.size()) {

@@ -10,20 +10,47 @@
 #include <string>
 #include <string_view>
 
+#include "core/LV_EnumSet.h"
+
 namespace lv {
 
 enum class TLVDataType : uint8_t { dtNone, dtBoolean, dtDateTime, dtFloat, dtInteger, dtString };
 enum class TLVDataKind : uint8_t { dkUndefined, dkContinuous, dkDiscrete };
 enum class TLVDataStatus : uint8_t {
-  dsUnUsable, dsUsable, dsUseless, dsKey, dsInput, dsOutput, dsInfo,
-  dsDimension, dsProperty, dsCase, dsTransactionID, dsItemID
+  dsUnUsable,
+  dsUsable,
+  dsUseless,
+  dsKey,
+  dsInput,
+  dsOutput,
+  dsInfo,
+  dsDimension,
+  dsProperty,
+  dsCase,
+  dsTransactionID,
+  dsItemID
 };
 enum class TLVColumnInfoType : uint8_t {
-  citDataStatus, citDataType, citDataKind, citDataSize, citName, citDisplayName, citIndex, citID
+  citDataStatus,
+  citDataType,
+  citDataKind,
+  citDataSize,
+  citName,
+  citDisplayName,
+  citIndex,
+  citID
 };
 enum class TLVStatInfoType : uint8_t {
-  sitMin, sitMax, sitAvg, sitSum, sitSumSq, sitStdDev, sitNullCount,
-  sitUniqueValues, sitUniqueValuesCount, sitTotalCount
+  sitMin,
+  sitMax,
+  sitAvg,
+  sitSum,
+  sitSumSq,
+  sitStdDev,
+  sitNullCount,
+  sitUniqueValues,
+  sitUniqueValuesCount,
+  sitTotalCount
 };
 enum class TLVDataSourceType : uint8_t { dstTeach, dstTest };
 enum class TLVDataSourceTypeEx : uint8_t { dsteTeach, dsteTest, dsteAll };
@@ -34,34 +61,32 @@ enum class TLVOperationMode : uint8_t { omTeach, omRetrain, omExecute };
 enum class TLVNormalizerStoreDataType : uint8_t { nstFloat, nstInteger };
 enum class TLVTableShowAsType : uint8_t { shtAsValue, shtAsPercentVert, shtAsPercentHoriz };
 enum class TLVKernelState : uint8_t { ksNone, ksTraining, ksTrained };
-enum class TLVRuleAttributeType : uint8_t { ratAntecedent, ratConsequent, ratSupport, ratConfidence };
-enum class TLVComponentType : uint8_t { ctUnknown, ctImport, ctAnalytic, ctExport, ctView, ctConnection };
+enum class TLVRuleAttributeType : uint8_t {
+  ratAntecedent,
+  ratConsequent,
+  ratSupport,
+  ratConfidence
+};
+enum class TLVComponentType : uint8_t {
+  ctUnknown,
+  ctImport,
+  ctAnalytic,
+  ctExport,
+  ctView,
+  ctConnection
+};
 enum class TLVConnectionType : uint8_t {
-  cntUnknown, cntDataBase, cntDataWarehouse, cntBusinessApplication
+  cntUnknown,
+  cntDataBase,
+  cntDataWarehouse,
+  cntBusinessApplication
 };
 enum class TLVExceptionType : uint8_t { etCritical, etUncritical };
 enum class TLVDateSourceType : uint8_t { dstCurrent, dstData, dstCustom };
 enum class TLVStringComparisonType : uint8_t { sctInside, sctAtFirst, sctEquality };
 
 // A set of column properties, such as the ones an editor lets the user change.
-class TLVColumnInfoTypes {
- public:
-  constexpr TLVColumnInfoTypes() = default;
-  constexpr TLVColumnInfoTypes(std::initializer_list<TLVColumnInfoType> items) {
-    for (auto item : items) Include(item);
-  }
-  constexpr void Include(TLVColumnInfoType t) { bits_ |= Bit(t); }
-  constexpr void Exclude(TLVColumnInfoType t) { bits_ &= static_cast<uint8_t>(~Bit(t)); }
-  constexpr bool Contains(TLVColumnInfoType t) const { return (bits_ & Bit(t)) != 0; }
-  constexpr bool Empty() const { return bits_ == 0; }
-  friend constexpr bool operator==(TLVColumnInfoTypes, TLVColumnInfoTypes) = default;
-
- private:
-  static constexpr uint8_t Bit(TLVColumnInfoType t) {
-    return static_cast<uint8_t>(1u << static_cast<unsigned>(t));
-  }
-  uint8_t bits_ = 0;
-};
+using TLVColumnInfoTypes = TLVEnumSet<TLVColumnInfoType>;
 
 // What the program knows of one enumeration: its type name, its value names in
 // ordinal order, and whether it has a caption and display texts in the text table.

@@ -16,8 +16,12 @@
 namespace lv {
 
 // The missing value of computations: the quiet NaN 0xFFF8000000000000.
-inline double LVMissing() { return std::bit_cast<double>(uint64_t{0xFFF8000000000000ull}); }
-inline bool LVIsMissing(double v) { return std::isnan(v); }
+inline double LVMissing() {
+  return std::bit_cast<double>(uint64_t{0xFFF8000000000000ull});
+}
+inline bool LVIsMissing(double v) {
+  return std::isnan(v);
+}
 
 class TLVValue {
  public:

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "core/LV_CachedDataSource.h"
 #include "LV_TestTable.h"
+#include "core/LV_CachedDataSource.h"
 
 namespace lv {
 namespace {

@@ -9,9 +9,8 @@ namespace {
 // Records what the owning list is told.
 struct TChangeLog {
   explicit TChangeLog(TLVColumnsInfo& list) {
-    list.SetObserver([this](TLVCollectionItem*, std::string_view property) {
-      changes.emplace_back(property);
-    });
+    list.SetObserver(
+        [this](TLVCollectionItem*, std::string_view property) { changes.emplace_back(property); });
   }
   std::vector<std::string> changes;
 };
@@ -64,8 +63,7 @@ TEST(ColumnInfo, ChangesAreReportedUnderPropertyNamesOnlyWhenValuesChange) {
   c.SetDataType(TLVDataType::dtFloat);
   c.SetDataKind(TLVDataKind::dkDiscrete);
   c.SetDataStatus(TLVDataStatus::dsOutput);
-  EXPECT_EQ(log.changes,
-            (std::vector<std::string>{"citDataType", "citDataKind", "citDataStatus"}));
+  EXPECT_EQ(log.changes, (std::vector<std::string>{"citDataType", "citDataKind", "citDataStatus"}));
   // Inside an update bracket the list is told once, at its end.
   log.changes.clear();
   list.BeginUpdate();
@@ -124,8 +122,8 @@ TEST(ColumnInfo, BinaryCopyAppliesKindStatusTypeThroughSetters) {
   source.SetDisplayName("Возраст клиента");
   TLVByteWriter writer;
   source.WriteTo(writer);
-  EXPECT_EQ(writer.Data().size(), 4 + std::string("Возраст").size() + 4 +
-                                      std::string("Возраст клиента").size() + 3);
+  EXPECT_EQ(writer.Data().size(),
+            4 + std::string("Возраст").size() + 4 + std::string("Возраст клиента").size() + 3);
   EXPECT_EQ(writer.Data().substr(writer.Data().size() - 3),
             std::string({static_cast<char>(TLVDataKind::dkContinuous),
                          static_cast<char>(TLVDataStatus::dsInput),

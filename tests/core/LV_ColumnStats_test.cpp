@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "core/LV_ColumnStats.h"
 #include "LV_TestTable.h"
+#include "core/LV_ColumnStats.h"
 
 namespace lv {
 namespace {

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "LV_TestTable.h"
 #include "core/LV_DerivedDataSource.h"
 #include "core/LV_Errors.h"
 #include "core/LV_TunedDataSource.h"
-#include "LV_TestTable.h"
 
 namespace lv {
 namespace {
@@ -81,8 +81,8 @@ TEST(DataSource, LocksChainUpThroughEveryAncestor) {
   }
   EXPECT_FALSE(tuned->Locked());
   EXPECT_FALSE(table->Locked());
-  EXPECT_EQ(table->lockLog, (std::vector<std::string>{"lock parent", "lock parent",
-                                                      "unlock parent", "unlock parent"}));
+  EXPECT_EQ(table->lockLog, (std::vector<std::string>{"lock parent", "lock parent", "unlock parent",
+                                                      "unlock parent"}));
   // A locked source keeps its parent.
   TLVLockGuard lock(*tuned);
   EXPECT_THROW(tuned->SetDataSource(MakeNumbers(1)), ELVError);

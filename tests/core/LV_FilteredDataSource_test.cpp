@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "LV_TestTable.h"
 #include "core/LV_DataEngine.h"
 #include "core/LV_Errors.h"
 #include "core/LV_FilteredDataSource.h"
-#include "LV_TestTable.h"
 
 namespace lv {
 namespace {
@@ -64,9 +64,8 @@ TEST(CachedFilteredDataSource, KeepsSelectedParentRowsAsAnIndexArray) {
 
 TEST(CachedFilteredDataSource, TypeChangesOnlyWhereEveryValueConverts) {
   auto table = std::make_shared<TTestTable>(
-      std::vector<TTestTable::TColumn>{{"T", TLVDataType::dtString},
-                                       {"U", TLVDataType::dtString},
-                                       {"N", TLVDataType::dtNone}},
+      std::vector<TTestTable::TColumn>{
+          {"T", TLVDataType::dtString}, {"U", TLVDataType::dtString}, {"N", TLVDataType::dtNone}},
       std::vector<std::vector<TLVValue>>{
           {TLVValue::String("1,5"), TLVValue::String("1,5"), TLVValue::Null(TLVDataType::dtNone)},
           {TLVValue::Null(TLVDataType::dtString), TLVValue::String("x"),

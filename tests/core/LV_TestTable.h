@@ -62,7 +62,9 @@ class TTestTable : public TLVDataSource {
 // Counts what a source tells its listeners.
 class TNotifyCounter : public ILVDataSourceListener {
  public:
-  explicit TNotifyCounter(ILVDataSourceInfo& source) : source_(source) { source_.AddListener(this); }
+  explicit TNotifyCounter(ILVDataSourceInfo& source) : source_(source) {
+    source_.AddListener(this);
+  }
   ~TNotifyCounter() override { source_.RemoveListener(this); }
   void OnNotifyDataSource(ILVDataSourceInfo&, TLVNotifyReason reason) override {
     reasons.push_back(reason);
