@@ -14,6 +14,7 @@
 #include "core/LV_FilteredDataSource.h"
 #include "core/LV_TunedDataSource.h"
 #include "core/LV_Types.h"
+#include "core/LV_Vendor.h"
 
 namespace lv {
 
@@ -31,6 +32,8 @@ void CoreStartup() {
   RegisterCachedDataSourceTexts();
   RegisterCachedVectorTexts();
   RegisterDataCacheTexts();
+  RegisterVendorTexts();
+  RegisterCoreVendors();
 }
 
 void CoreShutdown() {
