@@ -12,6 +12,7 @@
 #include "core/LV_DerivedDataSource.h"
 #include "core/LV_Errors.h"
 #include "core/LV_FilteredDataSource.h"
+#include "core/LV_Properties.h"
 #include "core/LV_TunedDataSource.h"
 #include "core/LV_Types.h"
 #include "core/LV_Vendor.h"
@@ -30,6 +31,7 @@ void CoreStartup() {
   RegisterFilteredDataSourceTexts();
   RegisterDataEngineTexts();
   RegisterCachedDataSourceTexts();
+  RegisterPropertiesTexts();
   RegisterCachedVectorTexts();
   RegisterDataCacheTexts();
   RegisterVendorTexts();
