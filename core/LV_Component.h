@@ -2,7 +2,9 @@
 // or may not offer a table to read.
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,6 +21,14 @@ class TLVComponent {
 
   // The table this component offers to a child, or null when it offers none.
   virtual std::shared_ptr<ILVDataSource> GetDataSourceIntf() { return nullptr; }
+
+  // Persistence of the component's settings through a name/text store (the project
+  // file's node section). A node kind implements both with its property table
+  // (LV_Properties.h); loading applies defaults for what the store lacks.
+  using TSettingsWriter = std::function<void(const std::string& name, const std::string& text)>;
+  using TSettingsReader = std::function<std::optional<std::string>(const std::string& name)>;
+  virtual void SaveSettings(const TSettingsWriter& put) const { (void)put; }
+  virtual void LoadSettings(const TSettingsReader& get) { (void)get; }
 
  private:
   std::string componentName_;

@@ -1,0 +1,9 @@
+#include "io/LV_IoStartup.h"
+
+namespace lv {
+
+void IoStartup() {
+  // Each node-kind unit adds its registration call here.
+}
+
+}  // namespace lv
