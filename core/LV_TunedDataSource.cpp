@@ -5,6 +5,7 @@
 #include "core/LV_Convert.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "core/LV_Vendor.h"
 
 namespace lv {
 
@@ -29,9 +30,29 @@ TLVTunedDataSource::TLVTunedDataSource()
 
 void TLVTunedDataSource::SetColumnsInfoVendor(std::shared_ptr<const TLVColumnsInfoVendor> vendor) {
   if (!vendor) vendor = std::make_shared<TLVDefaultColumnsInfoVendor>();
-  if (vendor == vendor_) return;
+  // Vendors are known by name: the same name is the same vendor.
+  if (vendor_ && vendor->GetName() == vendor_->GetName()) return;
   vendor_ = std::move(vendor);
   RefreshColumns();
+}
+
+void TLVTunedDataSource::SetColumnsInfoVendorName(const std::string& name) {
+  SetColumnsInfoVendor(LVColumnsInfoVendors().Get(name));
+}
+
+const TLVPropertyTable<TLVTunedDataSource>& TLVTunedDataSource::Properties() {
+  static const auto table = [] {
+    TLVPropertyTable<TLVTunedDataSource> t;
+    t.Add("ColumnsInfoVendorName", &TLVTunedDataSource::GetColumnsInfoVendorName,
+          &TLVTunedDataSource::SetColumnsInfoVendorName,
+          std::string(TLVDefaultColumnsInfoVendor::kName))
+        .Add("DesignMode", &TLVTunedDataSource::GetDesignMode, &TLVTunedDataSource::SetDesignMode,
+             true)
+        .Add("ExecuteMode", &TLVTunedDataSource::GetExecuteMode,
+             &TLVTunedDataSource::SetExecuteMode, false);
+    return t;
+  }();
+  return table;
 }
 
 void TLVTunedDataSource::SetDesignMode(bool value) {

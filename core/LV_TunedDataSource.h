@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "core/LV_DataSource.h"
+#include "core/LV_Properties.h"
 
 namespace lv {
 
@@ -47,13 +48,20 @@ class TLVTunedDataSource : public TLVDataSource {
   void SetDataSource(std::shared_ptr<ILVDataSource> parent) { ReplaceParent(std::move(parent)); }
 
   const TLVColumnsInfoVendor& GetColumnsInfoVendor() const { return *vendor_; }
-  std::string_view GetColumnsInfoVendorName() const { return vendor_->GetName(); }
+  std::string GetColumnsInfoVendorName() const { return std::string(vendor_->GetName()); }
   void SetColumnsInfoVendor(std::shared_ptr<const TLVColumnsInfoVendor> vendor);
+  // Finds the vendor among the registered ones ("ErrVendorNotFound" when absent).
+  void SetColumnsInfoVendorName(const std::string& name);
 
   bool GetDesignMode() const { return designMode_; }
   void SetDesignMode(bool value);
   bool GetExecuteMode() const { return executeMode_; }
   void SetExecuteMode(bool value);
+
+  // The persisted settings: "ColumnsInfoVendorName", "DesignMode", "ExecuteMode".
+  static const TLVPropertyTable<TLVTunedDataSource>& Properties();
+  void SaveSettings(const TSettingsWriter& put) const override { Properties().Save(*this, put); }
+  void LoadSettings(const TSettingsReader& get) override { Properties().Load(*this, get); }
 
   // Rebuilds the column list from the parent through the vendor, whatever the mode.
   void RefreshColumns();

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "LV_TestTable.h"
 #include "core/LV_DerivedDataSource.h"
 #include "core/LV_Errors.h"
@@ -135,6 +137,29 @@ TEST(TunedDataSource, DesignModeFollowsTheParentAndExecuteModeFreezesTheColumns)
     EXPECT_NE(std::string(e.what()).find("\"X\""), std::string::npos);
   }
   EXPECT_FALSE(tuned->GetActive());
+}
+
+TEST(TunedDataSource, SettingsPersistByNameAndRefuseUnknownVendors) {
+  std::map<std::string, std::string> store;
+  auto tuned = std::make_shared<TLVTunedDataSource>();
+  tuned->SetExecuteMode(true);
+  tuned->SaveSettings([&](const std::string& k, const std::string& v) { store[k] = v; });
+  EXPECT_EQ(store, (std::map<std::string, std::string>{
+                       {"ColumnsInfoVendorName", "TLVDefaultColumnsInfoVendor"},
+                       {"DesignMode", "True"},
+                       {"ExecuteMode", "True"}}));
+  auto loaded = std::make_shared<TLVTunedDataSource>();
+  auto reader = [&](const std::string& k) -> std::optional<std::string> { return store[k]; };
+  loaded->LoadSettings(reader);
+  EXPECT_TRUE(loaded->GetExecuteMode());
+  store["ColumnsInfoVendorName"] = "NoSuchVendor";
+  try {
+    loaded->LoadSettings(reader);
+    FAIL();
+  } catch (const ELVError& e) {
+    EXPECT_EQ(e.Key(), "ErrVendorNotFound");
+  }
+  EXPECT_EQ(loaded->GetColumnsInfoVendorName(), "TLVDefaultColumnsInfoVendor");
 }
 
 TEST(TunedDataSource, ReadsConvertWhereTheTunedTypeDiffersFromTheParent) {
