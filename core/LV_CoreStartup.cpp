@@ -13,6 +13,7 @@
 #include "core/LV_Errors.h"
 #include "core/LV_FilteredDataSource.h"
 #include "core/LV_Properties.h"
+#include "core/LV_SafeFile.h"
 #include "core/LV_TunedDataSource.h"
 #include "core/LV_Types.h"
 #include "core/LV_Vendor.h"
@@ -34,6 +35,7 @@ void CoreStartup() {
   RegisterPropertiesTexts();
   RegisterCachedVectorTexts();
   RegisterDataCacheTexts();
+  RegisterSafeFileTexts();
   RegisterVendorTexts();
   RegisterCoreVendors();
 }

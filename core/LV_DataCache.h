@@ -71,6 +71,12 @@ class TLVDataCache {
     return rowCount_++;
   }
   TLVRowIndex AppendRows(TLVRowIndex count);
+  // Appends a row and returns its record (RecordSize() bytes, every cell null), for
+  // readers whose input already holds records: a native data file is read row by row
+  // straight into the cache. Flag bytes and the values of non-string slots may be
+  // written as they are; a string slot must only be set through SetString. Valid
+  // while the cache is open and not cleared.
+  uint8_t* AppendRecord() { return SlotAt(AppendRow(), 0); }
 
   // Setters must match the column's type exactly (ErrInvalidDataCacheColumn).
   void SetNull(TLVRowIndex row, int32_t column) {

@@ -33,6 +33,9 @@ class TLVDataEngine : public TLVComponent {
   ILVDataSource* GetDataSource() const { return tuned_->GetDataSource(); }
 
   std::shared_ptr<ILVDataSource> GetDataSourceIntf() override { return derived_; }
+  void SetParentSource(std::shared_ptr<ILVDataSource> parent) override {
+    SetDataSource(std::move(parent));
+  }
 
  protected:
   std::shared_ptr<TLVTunedDataSource> tuned_;

@@ -8,9 +8,21 @@
 
 namespace lv {
 
-const TLVFormatSettings& DefaultFormatSettings() {
-  static const TLVFormatSettings settings;
+namespace {
+
+TLVFormatSettings& ProcessFormatSettings() {
+  static TLVFormatSettings settings;
   return settings;
+}
+
+}  // namespace
+
+const TLVFormatSettings& DefaultFormatSettings() {
+  return ProcessFormatSettings();
+}
+
+void SetDefaultFormatSettings(const TLVFormatSettings& settings) {
+  ProcessFormatSettings() = settings;
 }
 
 size_t Utf8Length(std::string_view text) {
@@ -32,7 +44,7 @@ size_t Utf8Prefix(std::string_view text, size_t chars) {
   return i;
 }
 
-struct Spec {
+struct TPlaceholder {
   bool leftAlign = false;
   int width = -1;
   int precision = -1;
@@ -61,9 +73,9 @@ class Formatter {
         i = pos_ + 1;
         continue;
       }
-      Spec spec = ParseSpec();
-      std::string body = Convert(spec);
-      Pad(out, body, spec);
+      TPlaceholder placeholder = ParsePlaceholder();
+      std::string body = Convert(placeholder);
+      Pad(out, body, placeholder);
       i = pos_;
     }
     return out;
@@ -93,8 +105,8 @@ class Formatter {
     return static_cast<int>(value);
   }
 
-  Spec ParseSpec() {
-    Spec spec;
+  TPlaceholder ParsePlaceholder() {
+    TPlaceholder placeholder;
     // A run of digits followed by ':' is an argument index; otherwise it is a width.
     size_t start = pos_;
     if (AtDigit()) {
@@ -107,20 +119,20 @@ class Formatter {
       }
     }
     if (pos_ < pattern_.size() && pattern_[pos_] == '-') {
-      spec.leftAlign = true;
+      placeholder.leftAlign = true;
       ++pos_;
     }
-    spec.width = ReadNumber();
+    placeholder.width = ReadNumber();
     if (pos_ < pattern_.size() && pattern_[pos_] == '.') {
       ++pos_;
-      spec.precision = ReadNumber();
-      if (spec.precision < 0) spec.precision = 0;
+      placeholder.precision = ReadNumber();
+      if (placeholder.precision < 0) placeholder.precision = 0;
     }
     if (pos_ >= pattern_.size()) Invalid();
     char t = pattern_[pos_++];
     if (t >= 'A' && t <= 'Z') t = static_cast<char>(t - 'A' + 'a');
-    spec.type = t;
-    return spec;
+    placeholder.type = t;
+    return placeholder;
   }
 
   const TLVFormatArg& NextArg() {
@@ -128,14 +140,14 @@ class Formatter {
     return args_[nextArg_++];
   }
 
-  std::string Convert(const Spec& spec) {
+  std::string Convert(const TPlaceholder& placeholder) {
     const TLVFormatArg& arg = NextArg();
-    switch (spec.type) {
+    switch (placeholder.type) {
       case 'd':
       case 'u':
       case 'x':
         if (arg.GetKind() != TLVFormatArg::Kind::Integer) Invalid();
-        return IntegerText(arg.Integer(), spec);
+        return IntegerText(arg.Integer(), placeholder);
       case 'e':
       case 'f':
       case 'g':
@@ -145,11 +157,12 @@ class Formatter {
         return RealText(arg.GetKind() == TLVFormatArg::Kind::Real
                             ? arg.Real()
                             : static_cast<double>(arg.Integer()),
-                        spec);
+                        placeholder);
       case 's': {
         if (arg.GetKind() != TLVFormatArg::Kind::Text) Invalid();
         std::string_view text = arg.Text();
-        if (spec.precision >= 0) text = text.substr(0, Utf8Prefix(text, spec.precision));
+        if (placeholder.precision >= 0)
+          text = text.substr(0, Utf8Prefix(text, placeholder.precision));
         return std::string(text);
       }
       default:
@@ -157,13 +170,13 @@ class Formatter {
     }
   }
 
-  static std::string IntegerText(int64_t value, const Spec& spec) {
+  static std::string IntegerText(int64_t value, const TPlaceholder& placeholder) {
     std::string digits;
     bool negative = false;
     char buf[32];
-    if (spec.type == 'x') {
+    if (placeholder.type == 'x') {
       std::snprintf(buf, sizeof buf, "%llX", static_cast<unsigned long long>(value));
-    } else if (spec.type == 'u') {
+    } else if (placeholder.type == 'u') {
       std::snprintf(buf, sizeof buf, "%llu",
                     static_cast<unsigned long long>(static_cast<uint32_t>(value)));
     } else {
@@ -174,24 +187,26 @@ class Formatter {
     }
     digits = buf;
     // The precision of an integer is its minimum number of digits.
-    if (spec.precision > 0 && static_cast<int>(digits.size()) < spec.precision) {
-      digits.insert(0, static_cast<size_t>(spec.precision) - digits.size(), '0');
+    if (placeholder.precision > 0 && static_cast<int>(digits.size()) < placeholder.precision) {
+      digits.insert(0, static_cast<size_t>(placeholder.precision) - digits.size(), '0');
     }
     return negative ? "-" + digits : digits;
   }
 
-  std::string RealText(double v, const Spec& spec) const {
+  std::string RealText(double v, const TPlaceholder& placeholder) const {
     if (std::isnan(v)) return "NAN";
     if (std::isinf(v)) return v > 0 ? "INF" : "-INF";
-    switch (spec.type) {
+    switch (placeholder.type) {
       case 'f':
-        return Fixed(v, spec.precision < 0 ? 2 : spec.precision, false);
+        return Fixed(v, placeholder.precision < 0 ? 2 : placeholder.precision, false);
       case 'n':
-        return Fixed(v, spec.precision < 0 ? 2 : spec.precision, true);
+        return Fixed(v, placeholder.precision < 0 ? 2 : placeholder.precision, true);
       case 'e':
-        return Scientific(v, spec.precision < 0 ? 15 : spec.precision);
+        return Scientific(v, placeholder.precision < 0 ? 15 : placeholder.precision);
       default:
-        return General(v, spec.precision < 0 || spec.precision > 18 ? 15 : spec.precision);
+        return General(v, placeholder.precision < 0 || placeholder.precision > 18
+                              ? 15
+                              : placeholder.precision);
     }
   }
 
@@ -271,14 +286,14 @@ class Formatter {
     return out;
   }
 
-  static void Pad(std::string& out, const std::string& body, const Spec& spec) {
+  static void Pad(std::string& out, const std::string& body, const TPlaceholder& placeholder) {
     size_t length = Utf8Length(body);
-    size_t padding = spec.width > 0 && static_cast<size_t>(spec.width) > length
-                         ? static_cast<size_t>(spec.width) - length
+    size_t padding = placeholder.width > 0 && static_cast<size_t>(placeholder.width) > length
+                         ? static_cast<size_t>(placeholder.width) - length
                          : 0;
-    if (!spec.leftAlign) out.append(padding, ' ');
+    if (!placeholder.leftAlign) out.append(padding, ' ');
     out += body;
-    if (spec.leftAlign) out.append(padding, ' ');
+    if (placeholder.leftAlign) out.append(padding, ' ');
   }
 
   const TLVFormatSettings& fs_;

@@ -21,5 +21,8 @@ struct TLVFormatSettings {
 
 // The process defaults: the Russian locale. Read-only after start-up.
 const TLVFormatSettings& DefaultFormatSettings();
+// Replaces the process defaults; only at start-up (the application parameters file),
+// before anything converts.
+void SetDefaultFormatSettings(const TLVFormatSettings& settings);
 
 }  // namespace lv

@@ -59,8 +59,15 @@ void RaisePropertyValue(std::string_view property, std::string_view text) {
   throw ELVError("ErrPropertyValue", {text, property});
 }
 
+void RaiseCollectionItemClass() {
+  throw ELVError("ErrRefToClassNotInitOrWrongClass");
+}
+
 void RegisterPropertiesTexts() {
-  TLVLocalization::Instance().RegisterKeys({"ErrPropertyValue"});
+  // The collection message belongs to the configuration tree's set; it is raised here
+  // because the tables persist the collections.
+  TLVLocalization::Instance().RegisterKeys(
+      {"ErrPropertyValue", "ErrRefToClassNotInitOrWrongClass"});
 }
 
 }  // namespace lv

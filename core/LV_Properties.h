@@ -9,19 +9,29 @@
 // enumerations by value name. Loading goes through the setters, so their refusals
 // apply; a text that is not a value of the property's type raises "ErrPropertyValue".
 //
+// Besides flat properties a table may hold collections (a list of items that have a
+// table of their own, such as a node's column definitions) and nested objects. Those
+// persist only through the section form of Save/Load (an ILVSettingsSection, the
+// node of the configuration tree): a collection as a sub-section with one item per
+// element, a nested object as a sub-section. The function form sees flat properties
+// only.
+//
 // A table is built once per class (typically a function-local static) and only read
 // afterwards.
 #pragma once
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
 
+#include "core/LV_Collection.h"
 #include "core/LV_Errors.h"
+#include "core/LV_Settings.h"
 #include "core/LV_Types.h"
 
 namespace lv {
@@ -102,6 +112,17 @@ class TLVProperty {
 };
 
 [[noreturn]] void RaisePropertyValue(std::string_view property, std::string_view text);
+// "ErrRefToClassNotInitOrWrongClass": a collection item is not of the class its table
+// describes.
+[[noreturn]] void RaiseCollectionItemClass();
+
+// A sub-section entry of a table: a collection or a nested object.
+template <class Owner>
+struct TLVPropertySection {
+  std::string name;
+  std::function<void(const Owner&, ILVSettingsSection&)> save;
+  std::function<void(Owner&, const ILVSettingsSection*)> load;
+};
 
 template <class Owner>
 class TLVPropertyTable {
@@ -125,7 +146,74 @@ class TLVPropertyTable {
     return *this;
   }
 
-  // Takes over the properties of a base class's table, in their order.
+  // Declares a collection persisted as the sub-section `name` holding one `itemName`
+  // item per element, each with the properties of `itemTable`. `access` gives the
+  // collection of an owner, const or not: a generic lambda such as
+  // [](auto& o) -> auto& { return o.Columns(); }. Loading replaces the elements with
+  // new ones made by `make` (default: Item's default constructor); an absent section
+  // leaves the collection empty.
+  template <class Item, class Access>
+  TLVPropertyTable& AddCollection(
+      std::string_view name, std::string_view itemName, Access access,
+      const TLVPropertyTable<Item>& itemTable,
+      std::function<std::shared_ptr<Item>()> make = [] { return std::make_shared<Item>(); }) {
+    std::string item(itemName);
+    sections_.push_back(
+        {std::string(name),
+         [access, item, &itemTable](const Owner& o, ILVSettingsSection& section) {
+           const TLVCollection& list = std::invoke(access, o);
+           for (int32_t i = 0; i < list.Count(); ++i) {
+             const Item* element = dynamic_cast<const Item*>(&list.ItemAt(i));
+             if (!element) RaiseCollectionItemClass();
+             itemTable.Save(*element, section.AddItem(item));
+           }
+         },
+         [access, item, &itemTable, make](Owner& o, const ILVSettingsSection* section) {
+           TLVCollection& list = std::invoke(access, o);
+           std::vector<std::shared_ptr<Item>> loaded;
+           if (section) {
+             for (const ILVSettingsSection* entry : section->Items(item)) {
+               std::shared_ptr<Item> element = make();
+               if (!element) RaiseCollectionItemClass();
+               itemTable.Load(*element, *entry);
+               loaded.push_back(std::move(element));
+             }
+           }
+           list.BeginUpdate();
+           try {
+             list.Clear();
+             for (auto& element : loaded) list.Add(std::move(element));
+           } catch (...) {
+             list.EndUpdate();
+             throw;
+           }
+           list.EndUpdate();
+         }});
+    return *this;
+  }
+
+  // Declares a nested object persisted as the sub-section `name` with the properties
+  // of `table`; `access` is a generic lambda as for collections. An absent section
+  // gives the object its defaults.
+  template <class Object, class Access>
+  TLVPropertyTable& AddObject(std::string_view name, Access access,
+                              const TLVPropertyTable<Object>& table) {
+    sections_.push_back({std::string(name),
+                         [access, &table](const Owner& o, ILVSettingsSection& section) {
+                           table.Save(std::invoke(access, o), section);
+                         },
+                         [access, &table](Owner& o, const ILVSettingsSection* section) {
+                           Object& object = std::invoke(access, o);
+                           if (section) {
+                             table.Load(object, *section);
+                           } else {
+                             table.ApplyDefaults(object);
+                           }
+                         }});
+    return *this;
+  }
+
+  // Takes over the properties and sub-sections of a base class's table, in their order.
   template <class Base>
   TLVPropertyTable& Inherit(const TLVPropertyTable<Base>& base) {
     static_assert(std::is_base_of_v<Base, Owner>);
@@ -135,10 +223,15 @@ class TLVPropertyTable {
           [&p](const Owner& o) { return p.Get(o); },
           [&p](Owner& o, std::string_view text) { p.Set(o, text); });
     }
+    for (const auto& s : base.Sections()) {
+      sections_.push_back({s.name, [&s](const Owner& o, ILVSettingsSection& to) { s.save(o, to); },
+                           [&s](Owner& o, const ILVSettingsSection* from) { s.load(o, from); }});
+    }
     return *this;
   }
 
   const std::vector<TLVProperty<Owner>>& Items() const { return items_; }
+  const std::vector<TLVPropertySection<Owner>>& Sections() const { return sections_; }
   const TLVProperty<Owner>* Find(std::string_view name) const {
     for (const auto& p : items_) {
       if (p.Name() == name) return &p;
@@ -162,10 +255,26 @@ class TLVPropertyTable {
   }
   void ApplyDefaults(Owner& owner) const {
     for (const auto& p : items_) p.Set(owner, p.DefaultText());
+    for (const auto& s : sections_) s.load(owner, nullptr);
+  }
+
+  // The section form: flat properties as texts of `section`, then every collection
+  // and nested object as a sub-section of its own.
+  void Save(const Owner& owner, ILVSettingsSection& section) const {
+    for (const auto& p : items_) section.Put(p.Name(), p.Get(owner));
+    for (const auto& s : sections_) s.save(owner, section.AddSection(s.name));
+  }
+  void Load(Owner& owner, const ILVSettingsSection& section) const {
+    for (const auto& p : items_) {
+      std::optional<std::string> text = section.Get(p.Name());
+      p.Set(owner, text ? *text : p.DefaultText());
+    }
+    for (const auto& s : sections_) s.load(owner, section.FindSection(s.name));
   }
 
  private:
   std::vector<TLVProperty<Owner>> items_;
+  std::vector<TLVPropertySection<Owner>> sections_;
 };
 
 void RegisterPropertiesTexts();

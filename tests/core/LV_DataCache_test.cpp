@@ -6,6 +6,7 @@
 #include <chrono>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -119,6 +120,29 @@ TEST(DataCache, RoundTripsEveryTypeWithNulls) {
   EXPECT_EQ(cache.GetValue(3, 2), TLVValue::Float(-0.5));
   EXPECT_EQ(cache.GetValue(3, 0), TLVValue::Boolean(true));
   EXPECT_TRUE(cache.IsNull(0, 1));
+}
+
+TEST(DataCache, RecordsFilledInPlaceReadLikeSetCells) {
+  TQuietBuffer quiet;
+  TLVDataCache cache(quiet.buffer);
+  cache.SetColumns({dtInteger, dtString, dtFloat});
+  cache.SetRowBlockBytes(2 * 23);  // two rows per block: the third record is in a new block
+  cache.Open();
+  for (int32_t i = 0; i < 3; ++i) {
+    uint8_t* record = cache.AppendRecord();
+    EXPECT_EQ(record[cache.SlotOffset(0)], 0) << "a new record is all missing";
+    record[cache.SlotOffset(0)] = 1;
+    std::memcpy(record + cache.SlotOffset(0) + 1, &i, sizeof i);
+    const double x = i * 1.5;
+    record[cache.SlotOffset(2)] = i != 1;
+    std::memcpy(record + cache.SlotOffset(2) + 1, &x, sizeof x);
+    cache.SetString(i, 1, RowText(i));
+  }
+  ASSERT_EQ(cache.RowCount(), 3);
+  EXPECT_EQ(cache.GetValue(2, 0), TLVValue::Integer(2));
+  EXPECT_EQ(cache.GetValue(2, 2), TLVValue::Float(3.0));
+  EXPECT_TRUE(cache.IsNull(1, 2));
+  EXPECT_EQ(cache.GetValue(1, 1), TLVValue::String(RowText(1)));
 }
 
 TEST(DataCache, RefusesStructuralChangeWhileOpen) {

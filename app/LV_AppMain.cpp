@@ -1,0 +1,166 @@
+#include "app/LV_AppMain.h"
+
+#include "app/LV_AppParams.h"
+#include "app/LV_BatchRun.h"
+#include "app/LV_CommandLine.h"
+#include "app/LV_Connections.h"
+#include "core/LV_CoreStartup.h"
+#include "core/LV_Errors.h"
+#include "core/LV_Format.h"
+#include "core/LV_Localization.h"
+#include "env/LV_EnvStartup.h"
+#include "env/LV_Logger.h"
+#include "env/LV_VarFile.h"
+#include "io/LV_IoStartup.h"
+#include "project/LV_Project.h"
+#include "project/LV_ProjectStartup.h"
+
+namespace lv {
+
+namespace {
+
+// Texts may carry Windows line ends; a console wants bare ones.
+std::string ConsoleText(std::string_view text) {
+  std::string out;
+  out.reserve(text.size() + 1);
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
+    out += text[i];
+  }
+  if (out.empty() || out.back() != '\n') out += '\n';
+  return out;
+}
+
+// Restores the run log as it was, so that one process may run the program again (the
+// tests do).
+class TLogScope {
+ public:
+  explicit TLogScope(TLVLogger& log) : log_(log) {}
+  ~TLogScope() {
+    log_.SetOnEcho({});
+    log_.Close();
+    log_.SetLogFileName("");
+    log_.SetSilent(false);
+    log_.SetOverwriteExistingFile(false);
+  }
+
+ private:
+  TLVLogger& log_;
+};
+
+void PrintSummary(const std::string& fileName, const TLVAppConsole& console) {
+  TProjectSummary summary = PeekProject(fileName);
+  std::string text =
+      Format(LVText("SProjectSummary"), {fileName, summary.version.empty() ? "-" : summary.version,
+                                         LVText(summary.isProtected ? "SYes" : "SNo")});
+  for (const auto& p : TProjectProperties::Properties().Items()) {
+    std::string value = p.Get(summary.properties);
+    if (!value.empty()) text += "\n" + TProjectProperties::PropertyCaption(p.Name()) + ": " + value;
+  }
+  console.out(ConsoleText(text));
+}
+
+}  // namespace
+
+void LumiveraStartup() {
+  CoreStartup();
+  EnvStartup();
+  IoStartup();
+  ProjectStartup();
+  AppStartup();
+}
+
+void AppStartup() {
+  RegisterCommandLineTexts();
+  RegisterAppParamsTexts();
+  RegisterConnectionsTexts();
+  RegisterBatchRunTexts();
+  RegisterAppMainTexts();
+}
+
+void LumiveraShutdown() {
+  CoreShutdown();
+}
+
+int LumiveraStudioMain(std::span<const std::string> args, const TLVAppConsole& console) {
+  TLVCommandLine line;
+  try {
+    line = ParseCommandLine(args);
+  } catch (const ELVError& e) {
+    console.err(ConsoleText(e.what()));
+    return 2;
+  }
+  if (line.help) {
+    console.out(ConsoleText(CommandLineHelpText()));
+    return 0;
+  }
+  auto complain = [&](std::string_view message) {
+    if (!line.silent) console.err(ConsoleText(message));
+  };
+
+  TLVLogger& log = LVRunLog();
+  TLogScope logScope(log);
+  log.SetSilent(line.silent);
+  log.SetOnEcho([&console](const std::string& text) { console.out(ConsoleText(text)); });
+  log.SetLogType(TLVLogType::lgtFile);
+  log.SetLogFileName(line.logFile);
+  log.SetOverwriteExistingFile(line.overwriteLog);
+  log.SetAppVersionInfo(LumiveraVersion());
+
+  std::optional<std::string> batchPassword;
+  try {
+    if (!line.paramFile.empty()) {
+      TLVAppParams params = LoadAppParams(line.paramFile);
+      params.Apply();
+      if (!params.GetBatchPassword().empty()) batchPassword = params.GetBatchPassword();
+    }
+    if (!line.varFile.empty()) {
+      LoadVarFile(LVEnvVariables(), line.varFile);
+      log.SetEnvironmentsFile(line.varFile);
+    }
+    if (!line.sysFile.empty()) {
+      LVConnections().Load(line.sysFile);
+      log.SetConnectionsFile(line.sysFile);
+    }
+    if (!line.Batch()) {
+      console.out(ConsoleText(LVText("SNoDesktopShell")));
+      if (!line.projectFile.empty()) PrintSummary(line.projectFile, console);
+      return 0;
+    }
+    if (line.projectFile.empty()) throw ELVError("ErrBatchNoProject");
+  } catch (const ELVError& e) {
+    complain(e.what());
+    return 2;
+  }
+
+  try {
+    TLVProject project;
+    TLVBatchProjectUI ui(log, batchPassword);
+    try {
+      project.Open(line.projectFile, ui, TProjectOpenMode::pomBatch);
+    } catch (const ELVError& e) {
+      log.SetSilent(true);
+      log.Log(nullptr, e.what(), 0, 0, 0, false, true, kLogCategoryMarked);
+      complain(e.what());
+      return 2;
+    }
+    log.SetProjectFileName(line.projectFile);
+    log.SetProjectVersion(project.Properties().GetProjectVersion());
+    TLVBatchOptions options{line.run, line.teach, line.detailedLog};
+    std::optional<TLVConsoleProgress> progress;
+    if (console.progress && !line.silent) progress.emplace(console.progress);
+    TLVBatchResult result = RunProjectBatch(project, log, options, progress ? &*progress : nullptr);
+    return result.failed > 0 ? 1 : 0;
+  } catch (const ELVError& e) {
+    // The run log itself failed (its file cannot be opened or written).
+    complain(e.what());
+    return 2;
+  }
+}
+
+void RegisterAppMainTexts() {
+  TLVLocalization::Instance().RegisterKeys(
+      {"SNoDesktopShell", "SProjectSummary", "SYes", "SNo", "ErrBatchNoProject"});
+}
+
+}  // namespace lv

@@ -1,0 +1,24 @@
+// LumiveraStudio: the command-line program. Everything but the process's own streams
+// lives in LV_AppMain, where the tests reach it.
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "app/LV_AppMain.h"
+
+int main(int argc, char** argv) {
+  lv::LumiveraStartup();
+  std::vector<std::string> args(argv + 1, argv + argc);
+  lv::TLVAppConsole console;
+  console.out = [](std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+  };
+  console.err = [](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); };
+  console.progress = ::isatty(STDERR_FILENO) ? stderr : nullptr;
+  int status = lv::LumiveraStudioMain(args, console);
+  lv::LumiveraShutdown();
+  return status;
+}

@@ -1,0 +1,236 @@
+// Text import and export benchmarks.
+//
+// TextImport reads the generated semicolon-separated file (LV_TextFileGen.h) into a
+// typed table: integers, decimals with a comma, dd.mm.yyyy dates, Booleans and texts,
+// the column types given as a user would give them. It reports the throughput and the
+// peak memory the import took next to the size of the finished table. TextExport
+// writes that table back as a delimited file. SplitLines and the Read* benchmarks show
+// the parts of the import on their own.
+//
+// The file is $LV_TEXT_BENCH_FILE; without it, $LV_TEXT_BENCH_ROWS rows (1 000 000 by
+// default) are generated into the temporary folder. The import runs first, so the
+// process's peak memory is the import's. The export writes beside the file, or into
+// $LV_TEXT_EXPORT_DIR.
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/LV_TextFileGen.h"
+#include "core/LV_CoreStartup.h"
+#include "core/LV_Platform.h"
+#include "env/LV_EnvStartup.h"
+#include "io/LV_ExportStd.h"
+#include "io/LV_IoStartup.h"
+#include "io/LV_TextFields.h"
+#include "io/LV_TextFile.h"
+#include "io/LV_TextStream.h"
+#include "io/LV_TextValues.h"
+
+namespace lv {
+namespace {
+
+constexpr double kMiB = 1024.0 * 1024.0;
+
+const std::string& BenchFile() {
+  static const std::string path = [] {
+    if (const char* given = std::getenv("LV_TEXT_BENCH_FILE")) return std::string(given);
+    const char* rows = std::getenv("LV_TEXT_BENCH_ROWS");
+    const uint64_t count = rows ? std::strtoull(rows, nullptr, 10) : 1'000'000;
+    std::string generated = (std::filesystem::temp_directory_path() /
+                             ("lv_text_bench_" + std::to_string(count) + ".csv"))
+                                .string();
+    if (!std::filesystem::exists(generated)) bench::WriteBenchFile(generated.c_str(), count, 1);
+    return generated;
+  }();
+  return path;
+}
+
+double FileBytes() {
+  return static_cast<double>(std::filesystem::file_size(BenchFile()));
+}
+
+// Peak resident memory since the last reset, from the kernel's high-water mark.
+size_t PeakResidentBytes() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("VmHWM:", 0) == 0) return std::stoull(line.substr(6)) * 1024;
+  }
+  return 0;
+}
+
+void ResetPeakResident() {
+  std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+std::shared_ptr<TLVTextFile> NewImport() {
+  auto node = std::make_shared<TLVTextFile>();
+  node->SetFileName(BenchFile());
+  node->SetDelimiter(TLVDelimiterType::dtSemicolon);
+  using enum TLVDataType;
+  const std::pair<const char*, TLVDataType> columns[] = {
+      {"id", dtInteger},    {"qty", dtInteger},  {"price", dtFloat}, {"amount", dtFloat},
+      {"date", dtDateTime}, {"flag", dtBoolean}, {"code", dtString}, {"comment", dtString}};
+  for (const auto& [name, type] : columns) {
+    TLVTextFileColumn& column = node->ColumnDefs().AddDefinition();
+    column.SetName(name);
+    column.SetDataType(type);
+    column.SetDataStatus(TLVDataStatus::dsInfo);
+  }
+  return node;
+}
+
+// The imported table, kept for the export benchmark.
+std::shared_ptr<TLVTextFile>& Imported() {
+  static std::shared_ptr<TLVTextFile> node;
+  return node;
+}
+
+void TextImport(benchmark::State& state) {
+  const double bytes = FileBytes();
+  std::shared_ptr<TLVTextFile> node;
+  size_t growth = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    node.reset();
+    TLVDataCacheCleanupBuffer::Instance().RunPassNow();
+    const size_t before = LVResidentBytes();
+    ResetPeakResident();
+    node = NewImport();
+    state.ResumeTiming();
+    node->Refresh();
+    state.PauseTiming();
+    growth = PeakResidentBytes() - before;
+    state.ResumeTiming();
+  }
+  const TLVDataCache& cache = node->Cache();
+  state.counters["MB/s"] = benchmark::Counter(bytes * static_cast<double>(state.iterations()) / 1e6,
+                                              benchmark::Counter::kIsRate);
+  state.counters["rows/s"] = benchmark::Counter(
+      static_cast<double>(cache.RowCount() * state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["rows"] = static_cast<double>(cache.RowCount());
+  state.counters["table_MiB"] = static_cast<double>(cache.AllocatedBytes()) / kMiB;
+  state.counters["peak_MiB"] = static_cast<double>(growth) / kMiB;
+  state.counters["peak_ratio"] =
+      static_cast<double>(growth) / static_cast<double>(cache.AllocatedBytes());
+  Imported() = node;
+}
+
+void TextExport(benchmark::State& state) {
+  auto& table = Imported();
+  if (!table) {
+    state.SkipWithError("TextImport must run first");
+    return;
+  }
+  // $LV_TEXT_EXPORT_DIR chooses where the file goes (a memory file system shows the
+  // export without the disk).
+  const char* folder = std::getenv("LV_TEXT_EXPORT_DIR");
+  const std::string target =
+      folder ? (std::filesystem::path(folder) / "lv_text_bench_export.csv").string()
+             : BenchFile() + ".export.csv";
+  TLVExportStd exporter;
+  exporter.SetDataSource(table);
+  exporter.SetFileName(target);
+  exporter.SetDelimiter(TLVDelimiterType::dtSemicolon);
+  for (auto _ : state) exporter.Execute();
+  const double bytes = static_cast<double>(std::filesystem::file_size(target));
+  state.counters["MB/s"] = benchmark::Counter(bytes * static_cast<double>(state.iterations()) / 1e6,
+                                              benchmark::Counter::kIsRate);
+  state.counters["file_MB"] = bytes / 1e6;
+  std::filesystem::remove(target);
+}
+
+// The lines of the first 64 MB of the file, held in memory.
+const std::vector<std::string>& SampleLines() {
+  static const std::vector<std::string> lines = [] {
+    std::vector<std::string> result;
+    TLVTextStream stream(BenchFile(), size_t{1} << 20);
+    std::string_view line;
+    size_t bytes = 0;
+    stream.ReadLine(line);  // the title
+    while (bytes < (size_t{64} << 20) && stream.ReadLine(line)) {
+      result.emplace_back(line);
+      bytes += line.size() + 1;
+    }
+    return result;
+  }();
+  return lines;
+}
+
+void SplitLines(benchmark::State& state) {
+  const auto& lines = SampleLines();
+  TLVLineSplitter splitter({';', '"', false});
+  TLVBlockArena arena;
+  std::string_view fields[8];
+  double bytes = 0;
+  for (const auto& line : lines) bytes += static_cast<double>(line.size() + 1);
+  for (auto _ : state) {
+    for (const auto& line : lines) {
+      splitter.Split(line, fields, 8, arena);
+      benchmark::DoNotOptimize(fields);
+    }
+    arena.Clear();
+  }
+  state.counters["MB/s"] = benchmark::Counter(bytes * static_cast<double>(state.iterations()) / 1e6,
+                                              benchmark::Counter::kIsRate);
+}
+
+// Reads field `column` of every sample line with `read`.
+template <class T, class Read>
+void ReadColumn(benchmark::State& state, size_t column, Read read) {
+  std::vector<std::string> fields;
+  TLVLineSplitter splitter({';', '"', false});
+  TLVBlockArena arena;
+  std::string_view row[8];
+  for (const auto& line : SampleLines()) {
+    splitter.Split(line, row, 8, arena);
+    if (!row[column].empty()) fields.emplace_back(row[column]);
+  }
+  const TLVTextValueReader reader(DefaultFormatSettings());
+  for (auto _ : state) {
+    for (const auto& field : fields) {
+      T value;
+      benchmark::DoNotOptimize(read(reader, field, value));
+      benchmark::DoNotOptimize(value);
+    }
+  }
+  state.counters["values/s"] = benchmark::Counter(
+      static_cast<double>(fields.size() * state.iterations()), benchmark::Counter::kIsRate);
+}
+
+void ReadFloats(benchmark::State& state) {
+  ReadColumn<double>(state, 3, [](const TLVTextValueReader& r, std::string_view t, double& v) {
+    return r.ReadFloat(t, v);
+  });
+}
+
+void ReadDates(benchmark::State& state) {
+  ReadColumn<double>(state, 4, [](const TLVTextValueReader& r, std::string_view t, double& v) {
+    return r.ReadDateTime(t, v);
+  });
+}
+
+BENCHMARK(TextImport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(TextExport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(SplitLines)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadFloats)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadDates)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace lv
+
+int main(int argc, char** argv) {
+  lv::CoreStartup();
+  lv::EnvStartup();
+  lv::IoStartup();
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  lv::CoreShutdown();
+  return 0;
+}

@@ -1,0 +1,10 @@
+// Start-up of the project library: its text keys and the configuration vendors.
+// Called once by the program (and the project tests) after CoreStartup, EnvStartup and
+// the start-up of the node libraries (IoStartup...), before a project opens.
+#pragma once
+
+namespace lv {
+
+void ProjectStartup();
+
+}  // namespace lv

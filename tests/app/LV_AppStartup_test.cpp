@@ -1,0 +1,37 @@
+// The app tests run after the start-up the program performs, with the test node kinds
+// of the project tests registered as well.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "app/LV_AppMain.h"
+#include "core/LV_Localization.h"
+#include "env/LV_EnvStartup.h"
+#include "io/LV_IoStartup.h"
+#include "project/LV_ProjectStartup.h"
+#include "project/LV_ProjectTestKinds.h"
+
+namespace lv {
+namespace {
+
+class TAppStartupEnvironment : public testing::Environment {
+ public:
+  void SetUp() override {
+    EnvStartup();
+    IoStartup();
+    ProjectStartup();
+    AppStartup();
+    test::RegisterProjectTestKinds();
+  }
+};
+
+[[maybe_unused]] testing::Environment* const kAppStartup =
+    testing::AddGlobalTestEnvironment(new TAppStartupEnvironment);
+
+TEST(AppStartup, EveryRegisteredKeyHasAText) {
+  EXPECT_EQ(TLVLocalization::Instance().RegisteredKeysWithoutText(), std::vector<std::string>{});
+}
+
+}  // namespace
+}  // namespace lv

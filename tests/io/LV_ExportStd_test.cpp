@@ -1,0 +1,225 @@
+#include "io/LV_ExportStd.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/LV_Convert.h"
+#include "core/LV_TestTable.h"
+#include "io/LV_NativeTestHelpers.h"
+#include "io/LV_TextFile.h"
+#include "io/LV_TextTestHelpers.h"
+
+namespace lv {
+namespace {
+
+using test::MessageOfFailure;
+using test::ReadTable;
+using test::TTestTable;
+using TRows = std::vector<std::vector<TLVValue>>;
+
+std::shared_ptr<TTestTable> MixedTable() {
+  using enum TLVDataType;
+  const double day = *EncodeDateTime(2024, 2, 29);
+  auto n = [](TLVDataType t) { return TLVValue::Null(t); };
+  return std::make_shared<TTestTable>(
+      std::vector<TTestTable::TColumn>{{"Id", dtInteger},
+                                       {"Amount", dtFloat},
+                                       {"Day", dtDateTime},
+                                       {"Flag", dtBoolean},
+                                       {"Name", dtString}},
+      TRows{
+          {TLVValue::Integer(1), TLVValue::Float(0.1 + 0.2), TLVValue::DateTime(day),
+           TLVValue::Boolean(true), TLVValue::String("Ёлка; \"зелёная\"")},
+          {TLVValue::Integer(-2147483647 - 1), TLVValue::Float(-0.0),
+           TLVValue::DateTime(*EncodeDateTime(1999, 12, 31, 23, 59, 58, 7)),
+           TLVValue::Boolean(false), TLVValue::String("\"starts with a quote")},
+          {n(dtInteger), n(dtFloat), n(dtDateTime), n(dtBoolean), n(dtString)},
+          {TLVValue::Integer(0), TLVValue::Float(1e300), TLVValue::DateTime(day + 0.5),
+           n(dtBoolean), TLVValue::String("  blanks kept  ")},
+          {TLVValue::Integer(7), TLVValue::Float(-1.25e-7), n(dtDateTime), TLVValue::Boolean(true),
+           TLVValue::String("\x1A")},
+          {TLVValue::Integer(8), TLVValue::Float(std::numeric_limits<double>::infinity()),
+           TLVValue::DateTime(0), TLVValue::Boolean(false), TLVValue::String("")},
+      });
+}
+
+class ExportStd : public testing::Test {
+ protected:
+  std::shared_ptr<TLVExportStd> Exporter(std::shared_ptr<ILVDataSource> source,
+                                         const std::string& name) {
+    auto node = std::make_shared<TLVExportStd>();
+    node->SetDataSource(std::move(source));
+    node->SetFileName(dir_ / name);
+    node->SetDelimiter(TLVDelimiterType::dtSemicolon);
+    return node;
+  }
+  // Files in the folder besides `keep`: a failed export must leave none.
+  std::vector<std::string> Leftovers() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir_.Path())) {
+      names.push_back(entry.path().filename().string());
+    }
+    return names;
+  }
+
+  test::TTempDir dir_;
+};
+
+TEST_F(ExportStd, ImportingTheExportGivesBackTheSameTable) {
+  auto table = MixedTable();
+  const TRows expected = ReadTable(*table);
+  for (TLVCodePage ansi : {TLVCodePage::cpWindows1251, TLVCodePage::cpUTF8}) {
+    for (TLVDelimiterType delimiter : {TLVDelimiterType::dtSemicolon, TLVDelimiterType::dtComma}) {
+      SetAnsiCodePage(ansi);
+      auto exporter = Exporter(table, "round.csv");
+      exporter->SetDelimiter(delimiter);
+      exporter->SetValueNull("NULL");
+      exporter->SetValueTrue("Да");
+      exporter->SetValueFalse("Нет");
+      exporter->Execute();
+
+      TLVTextFile import;
+      import.SetFileName(exporter->GetFileName());
+      import.SetDelimiter(delimiter);
+      import.SetValueNull("NULL");
+      import.SetValueTrue("Да");
+      import.SetValueFalse("Нет");
+      for (int32_t i = 0; i < table->Columns().Count(); ++i) {
+        AssignColumnInfo(import.ColumnDefs().AddDefinition(), table->Columns()[i]);
+      }
+      EXPECT_EQ(ReadTable(import), expected) << static_cast<int>(ansi);
+      EXPECT_TRUE(std::signbit(import.GetNumber(1, 1)));
+      EXPECT_EQ(import.ColumnDefs()[4].GetName(), "Name");
+    }
+  }
+  SetAnsiCodePage(TLVCodePage::cpWindows1251);
+
+  // Defining the columns from the exported file finds the same names and, integers
+  // aside, the same types.
+  Exporter(table, "auto.csv")->Execute();
+  TLVTextFile import;
+  import.SetFileName(dir_ / "auto.csv");
+  import.SetDelimiter(TLVDelimiterType::dtSemicolon);
+  ASSERT_EQ(import.DefineColumns(), 5);
+  using enum TLVDataType;
+  std::vector<TLVDataType> types;
+  for (int32_t i = 0; i < 5; ++i) types.push_back(import.ColumnDefs()[i].GetDataType());
+  EXPECT_EQ(types, (std::vector<TLVDataType>{dtFloat, dtFloat, dtDateTime, dtBoolean, dtString}));
+  EXPECT_EQ(import.GetValue(1, 4), TLVValue::String("\"starts with a quote"));
+}
+
+TEST_F(ExportStd, FieldsAreQualifiedOnlyWhenTheyHaveTo) {
+  using enum TLVDataType;
+  auto table = std::make_shared<TTestTable>(
+      std::vector<TTestTable::TColumn>{{"Text", dtString}, {"Num", dtFloat}},
+      TRows{{TLVValue::String("a,b"), TLVValue::Float(1.5)},
+            {TLVValue::String("say \"hi\""), TLVValue::Float(2)},
+            {TLVValue::String("two\nlines\r"), TLVValue::Null(dtFloat)}});
+  auto exporter = Exporter(table, "q.csv");
+  exporter->SetDelimiter(TLVDelimiterType::dtComma);
+  exporter->Execute();
+  // The decimal comma is the separator here, so numbers with a fraction are qualified.
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "q.csv"),
+            "Text,Num\r\n\"a,b\",\"1,5\"\r\n\"say \"\"hi\"\"\",2\r\n\"two\nlines\r\",\r\n");
+
+  exporter->SetFirstLineTitle(false);
+  exporter->SetDelimiter(TLVDelimiterType::dtTab);
+  exporter->SetLimiterString('\'');
+  exporter->SetDecimalPoint('.');
+  exporter->ExportColumns().AddColumn("Num");
+  exporter->ExportColumns().AddColumn("Text");
+  SetAnsiCodePage(TLVCodePage::cpUTF8);
+  exporter->Execute();
+  SetAnsiCodePage(TLVCodePage::cpWindows1251);
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "q.csv"),
+            "\xEF\xBB\xBF"
+            "1.5\ta,b\r\n2\tsay \"hi\"\r\n\t'two\nlines\r'\r\n");
+
+  exporter->ExportColumns().AddColumn("Missing");
+  EXPECT_EQ(MessageOfFailure([&] { exporter->Execute(); }, "ErrParentColumnNotFound"),
+            "В источнике данных не найден столбец \"Missing\"");
+  TLVExportStd orphan;
+  orphan.SetComponentName("Выгрузка");
+  EXPECT_EQ(MessageOfFailure([&] { orphan.Execute(); }, "ErrDataSourceNoParent"),
+            "У набора данных \"Выгрузка\" не задан источник данных");
+}
+
+TEST_F(ExportStd, FailuresLeaveThePreviousFileAndNoPartialOne) {
+  const std::string previous = "the previous contents\r\n";
+  test::WriteWholeFile(dir_ / "out.csv", previous);
+  using enum TLVDataType;
+  TRows rows;
+  for (int i = 0; i < 3000; ++i) rows.push_back({TLVValue::String(i == 2500 ? "€uro" : "Ёж")});
+  auto table =
+      std::make_shared<TTestTable>(std::vector<TTestTable::TColumn>{{"Name", dtString}}, rows);
+
+  // CP866 has Ё but no euro sign: the export stops and names the column and the row.
+  auto exporter = Exporter(table, "out.csv");
+  exporter->SetCharSet(TLVFileCharSet::chrASCII);
+  EXPECT_EQ(MessageOfFailure([&] { exporter->Execute(); }, "ErrExportCharSet"),
+            "Значение колонки \"Name\" в строке 2501 содержит символы, которых нет в кодировке "
+            "\"ASCII (MS DOS)\"");
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "out.csv"), previous);
+  EXPECT_EQ(Leftovers(), std::vector<std::string>{"out.csv"});
+
+  // Cancelled after the first block.
+  exporter->SetCharSet(TLVFileCharSet::chrANSI);
+  SetAnsiCodePage(TLVCodePage::cpUTF8);
+  test::TProgressLog cancel(1);
+  EXPECT_THROW(exporter->Execute(&cancel), ELVAbort);
+  EXPECT_EQ(cancel.caption, "Экспорт в текстовый файл");
+  EXPECT_EQ(cancel.total, 3000);
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "out.csv"), previous);
+  EXPECT_EQ(Leftovers(), std::vector<std::string>{"out.csv"});
+
+  // Without a qualifier a separator inside a value cannot be written.
+  exporter->SetLimiterString('\0');
+  exporter->SetDelimiter(TLVDelimiterType::dtOther);
+  exporter->SetDelimiterChar(static_cast<char>(0xB6));  // the last byte of "Ёж" in UTF-8
+  EXPECT_EQ(MessageOfFailure([&] { exporter->Execute(); }, "ErrExportNoQualifier"),
+            "Значение колонки \"Name\" в строке 1 содержит разделитель столбцов или перевод "
+            "строки, а ограничитель строк не задан");
+  SetAnsiCodePage(TLVCodePage::cpWindows1251);
+
+  // Success replaces the file.
+  exporter->SetDelimiter(TLVDelimiterType::dtSemicolon);
+  exporter->SetCharSet(TLVFileCharSet::chrASCII);
+  exporter->SetFirstLineTitle(false);
+  table->SetRows({{TLVValue::String("Ёж")}});
+  exporter->Execute();
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "out.csv"), "\xF0\xA6\r\n");
+  EXPECT_EQ(Leftovers(), std::vector<std::string>{"out.csv"});
+}
+
+TEST_F(ExportStd, SettingsPersistThroughThePropertyTable) {
+  TLVExportStd node;
+  node.SetFileName("%OUT%/report.txt");
+  node.SetCharSet(TLVFileCharSet::chrASCII);
+  node.SetDelimiter(TLVDelimiterType::dtOther);
+  node.SetDelimiterChar('|');
+  node.SetValueNull("-");
+  node.ExportColumns().AddColumn("B");
+  node.ExportColumns().AddColumn("A");
+  test::TMapSection section;
+  node.SaveSettingsTo(section);
+  EXPECT_EQ(section.texts.size(), 14u);
+  EXPECT_EQ(section.texts["CharSet"], "chrASCII");
+  ASSERT_EQ(section.FindSection("Columns")->Items("Column").size(), 2u);
+  TLVExportStd copy;
+  copy.LoadSettingsFrom(section);
+  ASSERT_EQ(copy.ExportColumns().Count(), 2);
+  EXPECT_EQ(copy.ExportColumns()[0].GetName(), "B");
+  EXPECT_EQ(copy.GetDelimiterChar(), '|');
+  EXPECT_EQ(copy.GetValueNull(), "-");
+  EXPECT_EQ(copy.GetFileName(), "%OUT%/report.txt");
+  EXPECT_THROW(copy.SetDateFormat(""), ELVError);
+}
+
+}  // namespace
+}  // namespace lv
