@@ -226,7 +226,10 @@ std::string ValueToText(const TLVValue& value, const TLVFormatSettings& fs) {
     case TLVDataType::dtDateTime: {
       double days = value.AsDouble();
       std::string text = FormatDateTime(fs.shortDateFormat, days, fs);
-      if (days != std::trunc(days)) text += " " + FormatDateTime(fs.longTimeFormat, days, fs);
+      if (days != std::trunc(days)) {
+        text += ' ';
+        text += FormatDateTime(fs.longTimeFormat, days, fs);
+      }
       return text;
     }
     case TLVDataType::dtString:

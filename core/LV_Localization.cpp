@@ -64,7 +64,13 @@ bool TLVLocalization::HasText(std::string_view key) const {
 std::string TLVLocalization::Text(std::string_view key) const {
   auto it = texts_.find(key);
   if (it != texts_.end()) return it->second;
-  return "[" + std::string(key) + "]";
+  // Built piece by piece: GCC 12 sees a false overlap in "[" + std::string(key).
+  std::string missing;
+  missing.reserve(key.size() + 2);
+  missing += '[';
+  missing += key;
+  missing += ']';
+  return missing;
 }
 
 std::vector<std::string> TLVLocalization::RegisteredKeysWithoutText() const {
