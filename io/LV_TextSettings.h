@@ -241,8 +241,9 @@ void TLVTextSettings::LoadProperties(const TLVPropertyTable<Owner>& table, Owner
 template <class Owner>
 void TLVTextSettings::SaveProperties(const TLVPropertyTable<Owner>& table, const Owner& owner,
                                      ILVSettingsSection& section) {
-  SaveProperties(table, owner,
-                 [&](const std::string& name, const std::string& text) { section.Put(name, text); });
+  SaveProperties(table, owner, [&](const std::string& name, const std::string& text) {
+    section.Put(name, text);
+  });
   for (const auto& s : table.Sections()) s.save(owner, section.AddSection(s.name));
 }
 
