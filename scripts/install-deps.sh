@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs every Debian package that building, testing and benchmarking need.
+# Installs every Debian package that building, testing and benchmarking need, plus any
+# package named on the command line (scripts/install-bench-deps.sh passes its own).
 # Idempotent: packages already present are left alone, and apt is not touched at all
 # when nothing is missing.
 set -euo pipefail
@@ -9,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libicu-dev libfast-float-dev libpugixml-dev libpcre2-dev
   libsodium-dev zlib1g-dev libeigen3-dev
+  "$@"
 )
 
 missing=()
