@@ -267,13 +267,3 @@ BENCHMARK(BM_SourceReadFloatByCell)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace lv
-
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  lv::CoreStartup();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  lv::CoreShutdown();
-  return 0;
-}

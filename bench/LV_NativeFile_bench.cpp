@@ -207,15 +207,3 @@ LV_NATIVE_BENCH(BM_NativeReload, TVariant::vCyrillic);
 
 }  // namespace
 }  // namespace lv
-
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  lv::CoreStartup();
-  lv::EnvStartup();
-  lv::IoStartup();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  lv::CoreShutdown();
-  return 0;
-}

@@ -111,5 +111,3 @@ BENCHMARK(BM_ProtectedKeyDerivation)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace lv
-
-BENCHMARK_MAIN();

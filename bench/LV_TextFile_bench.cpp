@@ -223,14 +223,3 @@ BENCHMARK(ReadDates)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace lv
-
-int main(int argc, char** argv) {
-  lv::CoreStartup();
-  lv::EnvStartup();
-  lv::IoStartup();
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  lv::CoreShutdown();
-  return 0;
-}
