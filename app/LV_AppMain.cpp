@@ -14,6 +14,7 @@
 #include "io/LV_IoStartup.h"
 #include "project/LV_Project.h"
 #include "project/LV_ProjectStartup.h"
+#include "transform/LV_TransformStartup.h"
 
 namespace lv {
 
@@ -66,6 +67,7 @@ void LumiveraStartup() {
   CoreStartup();
   EnvStartup();
   IoStartup();
+  TransformStartup();
   ProjectStartup();
   AppStartup();
 }

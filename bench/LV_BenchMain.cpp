@@ -5,6 +5,7 @@
 #include "core/LV_CoreStartup.h"
 #include "env/LV_EnvStartup.h"
 #include "io/LV_IoStartup.h"
+#include "transform/LV_TransformStartup.h"
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
@@ -12,6 +13,7 @@ int main(int argc, char** argv) {
   lv::CoreStartup();
   lv::EnvStartup();
   lv::IoStartup();
+  lv::TransformStartup();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   lv::CoreShutdown();

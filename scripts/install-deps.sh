@@ -9,7 +9,7 @@ packages=(
   build-essential cmake ninja-build pkg-config clang
   libgtest-dev libgmock-dev libbenchmark-dev
   libicu-dev libfast-float-dev libpugixml-dev libpcre2-dev
-  libsodium-dev zlib1g-dev libeigen3-dev
+  libsodium-dev zlib1g-dev libeigen3-dev libsqlite3-dev
   "$@"
 )
 

@@ -11,6 +11,7 @@
 #include "io/LV_IoStartup.h"
 #include "project/LV_ProjectStartup.h"
 #include "project/LV_ProjectTestKinds.h"
+#include "transform/LV_TransformStartup.h"
 
 namespace lv {
 namespace {
@@ -20,6 +21,7 @@ class TAppStartupEnvironment : public testing::Environment {
   void SetUp() override {
     EnvStartup();
     IoStartup();
+    TransformStartup();
     ProjectStartup();
     AppStartup();
     test::RegisterProjectTestKinds();

@@ -11,6 +11,7 @@
 #include "env/LV_EnvStartup.h"
 #include "io/LV_IoStartup.h"
 #include "project/LV_ProjectTestKinds.h"
+#include "transform/LV_TransformStartup.h"
 
 namespace lv {
 namespace {
@@ -20,6 +21,7 @@ class TProjectStartupEnvironment : public testing::Environment {
   void SetUp() override {
     EnvStartup();
     IoStartup();
+    TransformStartup();
     ProjectStartup();
     test::RegisterProjectTestKinds();
   }
