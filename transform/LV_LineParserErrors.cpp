@@ -1,0 +1,16 @@
+#include "transform/LV_LineParserErrors.h"
+
+#include "core/LV_Localization.h"
+
+namespace lv {
+
+void RegisterLineParserErrorsTexts() {
+  TLVLocalization::Instance().RegisterKeys(
+      {"ELineParserError", "ENumParameterError", "EInvalidFunctionNameError",
+       "EDuplicateFunctionError", "EUnknownFunctionError", "EIllegalCharacterError",
+       "EBracketError", "EQuoteError", "EInvalidExpressionError", "ENoFuncError",
+       "ETypeMismatchError", "EStringResultError", "ENestingTooDeepError",
+       "EFunctionArgumentError"});
+}
+
+}  // namespace lv
