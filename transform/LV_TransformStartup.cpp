@@ -1,5 +1,6 @@
 #include "transform/LV_TransformStartup.h"
 
+#include "transform/LV_CalcBuiltins.h"
 #include "transform/LV_CalcFunctions.h"
 #include "transform/LV_LineParserErrors.h"
 
@@ -9,6 +10,7 @@ void TransformStartup() {
   // Each transformation unit adds its registration call here.
   RegisterLineParserErrorsTexts();
   RegisterCalcFunctionsTexts();
+  BuiltinFunctionsStartup();
 }
 
 }  // namespace lv
