@@ -37,7 +37,16 @@ enum class TLVCalcFunctionGroup : uint8_t {
 
 // Functions the evaluator implements itself because they must not evaluate every
 // argument for every row (the choice functions).
-enum class TLVCalcSpecial : uint8_t { csNone, csIf, csIff, csNvl, csDecode, csDecodeN, csDecodeF };
+enum class TLVCalcSpecial : uint8_t {
+  csNone,
+  csIf,
+  csIff,
+  csNvl,
+  csIn,
+  csDecode,
+  csDecodeN,
+  csDecodeF
+};
 
 enum TLVCalcFunctionFlag : uint32_t {
   // A missing numeric argument makes the result missing without calling the kernel.

@@ -107,6 +107,13 @@ class TLVCalcStrResult {
   bool built_ = false;
 };
 
+// The conversions between the two value domains, with the process formats: a number
+// as text (up to 15 significant digits, the decimal separator of the settings; missing
+// gives a missing text), and a text as a number (either the settings' separator or a
+// point; missing when the text is not a number).
+void NumberToCalcText(double value, std::string& out);
+double TextToCalcNumber(std::string_view text);
+
 // Kernels compute one row; the evaluator owns the loop, the missing values (see
 // fnNullPropagates) and constant arguments.
 using TLVCalcNumKernel = double (*)(const TLVCalcArgs& args);
