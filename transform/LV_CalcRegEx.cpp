@@ -209,13 +209,6 @@ int64_t PartArg(const TLVCalcArgs& args, int32_t index) {
   return static_cast<int64_t>(std::clamp(std::trunc(args.Number(index)), -1.0, 1e15));
 }
 
-bool AnyTextNull(const TLVCalcArgs& args) {
-  for (int32_t i = 0; i < args.Count(); ++i) {
-    if (args.IsString(i) && args.IsNull(i)) return true;
-  }
-  return false;
-}
-
 double Match(const TLVCalcArgs& args) {
   if (AnyTextNull(args)) return LVCalcNull();
   return LVCalcBool(TMatcher(args.String(0), args.String(1)).Next());

@@ -54,13 +54,6 @@ constexpr size_t kMaxBuiltText = 256u << 20;
   throw EFunctionArgumentError({Format(LVText("CalcErrTooLong"), {args.Function().Name()})});
 }
 
-bool AnyTextNull(const TLVCalcArgs& args) {
-  for (int32_t i = 0; i < args.Count(); ++i) {
-    if (args.IsString(i) && args.IsNull(i)) return true;
-  }
-  return false;
-}
-
 // A count or position argument as a whole number, clamped far beyond any text length.
 int64_t WholeArg(const TLVCalcArgs& args, int32_t i) {
   return static_cast<int64_t>(std::clamp(std::trunc(args.Number(i)), -1e15, 1e15));
@@ -68,32 +61,23 @@ int64_t WholeArg(const TLVCalcArgs& args, int32_t i) {
 
 // ---- case and blanks
 
-void Upper(const TLVCalcArgs& args, TLVCalcStrResult& result) {
+// Case conversion; an ASCII text that has no letter to change is returned as it is,
+// without a copy.
+template <char kFrom, char kTo, void (*Convert)(std::string_view, std::string&)>
+void CaseKernel(const TLVCalcArgs& args, TLVCalcStrResult& result) {
   std::string_view s = args.String(0);
   if (LVCalcIsNull(s)) return result.SetNull();
   bool needed = false;
   for (char c : s) {
-    if (c >= 'a' && c <= 'z') needed = true;
-    if (static_cast<unsigned char>(c) >= 0x80) return Utf8ToUpper(s, result.Build());
+    if (c >= kFrom && c <= kTo) needed = true;
+    if (static_cast<unsigned char>(c) >= 0x80) return Convert(s, result.Build());
   }
   if (!needed) return result.Set(s);
   std::string& out = result.Build();
   out.assign(s);
   for (char& c : out) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    if (c >= kFrom && c <= kTo) c = static_cast<char>(c ^ 0x20);
   }
-}
-
-void Lower(const TLVCalcArgs& args, TLVCalcStrResult& result) {
-  std::string_view s = args.String(0);
-  if (LVCalcIsNull(s)) return result.SetNull();
-  bool needed = false;
-  for (char c : s) {
-    if (c >= 'A' && c <= 'Z') needed = true;
-    if (static_cast<unsigned char>(c) >= 0x80) return Utf8ToLower(s, result.Build());
-  }
-  if (!needed) return result.Set(s);
-  Utf8ToLower(s, result.Build());
 }
 
 bool IsBlank(char c) {
@@ -483,8 +467,8 @@ void EditDistArray(const TLVCalcArgs& args, TLVCalcStrResult& result) {
 }  // namespace
 
 void RegisterStringFunctions(TLVFunctionCollection& f) {
-  f.AddString("Upper", 1, 1, "S", kString, Upper);
-  f.AddString("Lower", 1, 1, "S", kString, Lower);
+  f.AddString("Upper", 1, 1, "S", kString, CaseKernel<'a', 'z', Utf8ToUpper>);
+  f.AddString("Lower", 1, 1, "S", kString, CaseKernel<'A', 'Z', Utf8ToLower>);
   f.AddString("Trim", 1, 1, "S", kString, TrimKernel<true, true>);
   f.AddString("TrimLeft,ltrim", 1, 1, "S", kString, TrimKernel<true, false>);
   f.AddString("TrimRight,rtrim", 1, 1, "S", kString, TrimKernel<false, true>);

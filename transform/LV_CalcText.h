@@ -11,17 +11,26 @@
 #include <string>
 #include <string_view>
 
+#include "transform/LV_CalcValues.h"
+
 namespace lv {
 
 // Decodes the code point at `pos` and moves `pos` past it. A malformed byte decodes as
 // itself (one byte), so a walk always advances and never reads past the end.
 char32_t Utf8Next(std::string_view text, size_t& pos);
-void AppendUtf8(char32_t c, std::string& out);
 
 // Byte length of the first `count` characters (the whole text when it is shorter).
 size_t Utf8PrefixBytes(std::string_view text, int64_t count);
 // Number of characters.
 size_t Utf8CharCount(std::string_view text);
+
+// Whether any text argument of a call is missing (numeric ones are the evaluator's).
+inline bool AnyTextNull(const TLVCalcArgs& args) {
+  for (int32_t i = 0; i < args.Count(); ++i) {
+    if (args.IsString(i) && args.IsNull(i)) return true;
+  }
+  return false;
+}
 
 inline bool IsAscii(std::string_view text) {
   for (char c : text) {
