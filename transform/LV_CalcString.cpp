@@ -305,19 +305,47 @@ void Sha1(std::string_view s, std::string& out) {
 
 // ---- numbers as texts
 
+// Significant digits of a plain decimal text ("-0.00120" has 3).
+int SignificantDigits(std::string_view text) {
+  int digits = 0, pendingZeros = 0;
+  bool started = false;
+  for (char c : text) {
+    if (c < '0' || c > '9') continue;
+    if (c == '0') {
+      if (started) ++pendingZeros;
+      continue;
+    }
+    started = true;
+    digits += pendingZeros + 1;
+    pendingZeros = 0;
+  }
+  return digits;
+}
+
 // Str's text: the exact format of FloatToText, written without allocating for the
-// usual numbers (those that need no exponent).
+// usual numbers (those that need no exponent). Whole numbers go through the integer
+// writer, and a number whose shortest exact text has at most 15 digits is that text;
+// only the rest pays for rounding to 15 digits.
 void NumberText(double value, std::string& out) {
   const TLVFormatSettings& fs = DefaultFormatSettings();
   char buffer[64];
+  char* end = buffer;
   if (value == 0) {
     out = "0";
     return;
   }
-  auto [end, error] =
-      std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 15);
+  if (std::fabs(value) < 1e15 && value == std::trunc(value)) {
+    end = std::to_chars(buffer, buffer + sizeof buffer, static_cast<int64_t>(value)).ptr;
+    out.assign(buffer, end);
+    return;
+  }
+  end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
   std::string_view text(buffer, static_cast<size_t>(end - buffer));
-  if (error != std::errc() || text.find_first_of("eEn") != std::string_view::npos) {
+  if (SignificantDigits(text) > 15) {
+    end = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 15).ptr;
+    text = std::string_view(buffer, static_cast<size_t>(end - buffer));
+  }
+  if (text.find_first_of("eEn") != std::string_view::npos) {
     out = FloatToText(value, fs);
     return;
   }
