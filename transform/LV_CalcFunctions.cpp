@@ -90,7 +90,10 @@ TPFunction& TLVFunctionCollection::Add(TPFunction function) {
       if (UpperName(function.names[j]) == UpperName(name)) throw EDuplicateFunctionError({name});
     }
   }
-  if (function.special == TLVCalcSpecial::csNone && !function.numKernel && !function.strKernel) {
+  bool kernelMissing = function.resultKind == TLVCalcKind::ckNumber ? !function.numKernel
+                                                                     : !function.strKernel;
+  if (function.kindFromArg >= 0) kernelMissing = !function.numKernel || !function.strKernel;
+  if (function.special == TLVCalcSpecial::csNone && kernelMissing) {
     throw ENoFuncError();
   }
   items_.push_back(std::make_unique<TPFunction>(std::move(function)));

@@ -1,6 +1,7 @@
 #include "transform/LV_TransformStartup.h"
 
 #include "transform/LV_CalcBuiltins.h"
+#include "transform/LV_CalcDataVendor.h"
 #include "transform/LV_CalcFunctions.h"
 #include "transform/LV_LineParserErrors.h"
 
@@ -11,6 +12,7 @@ void TransformStartup() {
   RegisterLineParserErrorsTexts();
   RegisterCalcFunctionsTexts();
   BuiltinFunctionsStartup();
+  RegisterCalcDataUnits();
 }
 
 }  // namespace lv
