@@ -44,8 +44,12 @@ char TPFunction::ArgKind(int32_t index) const {
                                                        : argKinds.back();
 }
 
-std::string TPFunction::Description() const { return LVText(DescriptionKey()); }
-std::string TPFunction::Arguments() const { return LVText(ArgumentsKey()); }
+std::string TPFunction::Description() const {
+  return descriptionText.empty() ? LVText(DescriptionKey()) : descriptionText;
+}
+std::string TPFunction::Arguments() const {
+  return descriptionText.empty() ? LVText(ArgumentsKey()) : argumentsText;
+}
 
 TPFunction& TLVFunctionCollection::AddNumber(std::string_view names, int32_t minArgs,
                                              int32_t maxArgs, std::string_view argKinds,
@@ -99,7 +103,7 @@ TPFunction& TLVFunctionCollection::Add(TPFunction function) {
   items_.push_back(std::make_unique<TPFunction>(std::move(function)));
   TPFunction& stored = *items_.back();
   for (const std::string& name : stored.names) byName_.emplace(UpperName(name), &stored);
-  if (stored.group != TLVCalcFunctionGroup::fgHidden) {
+  if (stored.group != TLVCalcFunctionGroup::fgHidden && stored.descriptionText.empty()) {
     TLVLocalization::Instance().RegisterKey(stored.DescriptionKey());
     TLVLocalization::Instance().RegisterKey(stored.ArgumentsKey());
   }

@@ -76,6 +76,9 @@ struct TPFunction {
   int32_t kindFromArg = -1;
   // Free for the kernel (a plug-in's entry point).
   const void* userData = nullptr;
+  // Texts a plug-in brings along instead of text-table keys.
+  std::string descriptionText;
+  std::string argumentsText;
 
   const std::string& Name() const { return names.front(); }
   char ArgKind(int32_t index) const;

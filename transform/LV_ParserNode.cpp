@@ -183,6 +183,8 @@ class TConstantNode : public TParserNode {
   explicit TConstantNode(double value) : TParserNode(TLVCalcKind::ckNumber), number_(value) {}
   explicit TConstantNode(std::string value)
       : TParserNode(TLVCalcKind::ckString), text_(std::move(value)), view_(text_) {}
+  // A missing text (a folded call that gave none).
+  TConstantNode() : TParserNode(TLVCalcKind::ckString) {}
 
   bool IsConstant() const override { return true; }
   std::string_view ConstantText() const override {
@@ -537,8 +539,9 @@ TParserNodePtr FoldConstant(TParserNodePtr node, bool foldable) {
   TLVCalcEval ev;
   try {
     TLVCalcScalar value = node->EvalRow(ev);
-    return value.kind == TLVCalcKind::ckNumber ? MakeNumberConstant(value.number)
-                                               : MakeTextConstant(value.text);
+    if (value.kind == TLVCalcKind::ckNumber) return MakeNumberConstant(value.number);
+    if (value.textNull) return std::make_unique<TConstantNode>();
+    return MakeTextConstant(value.text);
   } catch (const ELVError&) {
     return node;
   }
