@@ -44,8 +44,12 @@ char TPFunction::ArgKind(int32_t index) const {
                                                        : argKinds.back();
 }
 
-std::string TPFunction::Description() const { return LVText(DescriptionKey()); }
-std::string TPFunction::Arguments() const { return LVText(ArgumentsKey()); }
+std::string TPFunction::Description() const {
+  return descriptionText.empty() ? LVText(DescriptionKey()) : descriptionText;
+}
+std::string TPFunction::Arguments() const {
+  return descriptionText.empty() ? LVText(ArgumentsKey()) : argumentsText;
+}
 
 TPFunction& TLVFunctionCollection::AddNumber(std::string_view names, int32_t minArgs,
                                              int32_t maxArgs, std::string_view argKinds,
@@ -90,13 +94,16 @@ TPFunction& TLVFunctionCollection::Add(TPFunction function) {
       if (UpperName(function.names[j]) == UpperName(name)) throw EDuplicateFunctionError({name});
     }
   }
-  if (function.special == TLVCalcSpecial::csNone && !function.numKernel && !function.strKernel) {
+  bool kernelMissing = function.resultKind == TLVCalcKind::ckNumber ? !function.numKernel
+                                                                     : !function.strKernel;
+  if (function.kindFromArg >= 0) kernelMissing = !function.numKernel || !function.strKernel;
+  if (function.special == TLVCalcSpecial::csNone && kernelMissing) {
     throw ENoFuncError();
   }
   items_.push_back(std::make_unique<TPFunction>(std::move(function)));
   TPFunction& stored = *items_.back();
   for (const std::string& name : stored.names) byName_.emplace(UpperName(name), &stored);
-  if (stored.group != TLVCalcFunctionGroup::fgHidden) {
+  if (stored.group != TLVCalcFunctionGroup::fgHidden && stored.descriptionText.empty()) {
     TLVLocalization::Instance().RegisterKey(stored.DescriptionKey());
     TLVLocalization::Instance().RegisterKey(stored.ArgumentsKey());
   }

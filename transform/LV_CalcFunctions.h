@@ -70,8 +70,15 @@ struct TPFunction {
   TLVCalcSpecial special = TLVCalcSpecial::csNone;
   TLVCalcNumKernel numKernel = nullptr;
   TLVCalcStrKernel strKernel = nullptr;
+  // When >= 0: the result takes the kind of the variable that this argument (a text
+  // constant) names, and the function has both kernels (Data("Имя"; n) gives texts for
+  // a text column).
+  int32_t kindFromArg = -1;
   // Free for the kernel (a plug-in's entry point).
   const void* userData = nullptr;
+  // Texts a plug-in brings along instead of text-table keys.
+  std::string descriptionText;
+  std::string argumentsText;
 
   const std::string& Name() const { return names.front(); }
   char ArgKind(int32_t index) const;

@@ -31,11 +31,16 @@ class TTreeBuilder {
  public:
   TTreeBuilder(const std::string& text, const TLVVariables& variables,
                const TLVFunctionCollection& functions, char decimalSeparator)
-      : s_(text), variables_(variables), functions_(functions), decimal_(decimalSeparator) {
+      : s_(text),
+        variables_(variables),
+        functions_(functions),
+        decimal_(decimalSeparator),
+        used_(static_cast<size_t>(variables.Count()), false) {
     MatchPairs();
   }
 
   TParserNodePtr Build() { return Build(0, static_cast<int32_t>(s_.size()), 0); }
+  const std::vector<bool>& Used() const { return used_; }
 
  private:
   // For every bracket the position of its partner, and the same for literal quotes, so
@@ -150,7 +155,10 @@ class TTreeBuilder {
     // A tiny positive number, not infinity: the language has always had it so.
     if (name == "INF") return MakeNumberConstant(1e-300);
     int32_t variable = variables_.IndexOf(name);
-    if (variable >= 0) return MakeVariable(variable, variables_[variable].Kind());
+    if (variable >= 0) {
+      used_[static_cast<size_t>(variable)] = true;
+      return MakeVariable(variable, variables_[variable].Kind());
+    }
     return BuildCall(name, end, end, depth);
   }
 
@@ -188,6 +196,12 @@ class TTreeBuilder {
     if (count < function->minArgs || (function->maxArgs >= 0 && count > function->maxArgs)) {
       throw ENumParameterError({function->Name()});
     }
+    if (function->kindFromArg >= 0 && function->kindFromArg < count) {
+      std::string_view column = args[static_cast<size_t>(function->kindFromArg)]->ConstantText();
+      int32_t variable = column.data() ? variables_.IndexOf(column) : -1;
+      TLVCalcKind kind = variable >= 0 ? variables_[variable].Kind() : function->resultKind;
+      return MakeCall(*function, std::move(args), kind);
+    }
     return MakeCall(*function, std::move(args));
   }
 
@@ -196,6 +210,7 @@ class TTreeBuilder {
   const TLVFunctionCollection& functions_;
   char decimal_;
   std::vector<int32_t> partner_;
+  std::vector<bool> used_;
 };
 
 }  // namespace
@@ -210,6 +225,10 @@ void TLineParser::Parse(std::string_view expression) {
   // Only a formula that parsed replaces the previous one.
   root_ = std::move(root);
   expression_ = expression;
+  usedVariables_.clear();
+  for (size_t i = 0; i < builder.Used().size(); ++i) {
+    if (builder.Used()[i]) usedVariables_.push_back(static_cast<int32_t>(i));
+  }
 }
 
 TLVCalcKind TLineParser::ResultKind() const {

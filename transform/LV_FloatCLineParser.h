@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "transform/LV_CalcContext.h"
 #include "transform/LV_CalcFunctions.h"
@@ -35,6 +36,8 @@ class TLineParser {
   void Parse(std::string_view expression);
   bool Parsed() const { return root_ != nullptr; }
   const std::string& Expression() const { return expression_; }
+  // The variables the formula refers to, ascending: a caller binds only these.
+  const std::vector<int32_t>& UsedVariables() const { return usedVariables_; }
   TLVCalcKind ResultKind() const;
   // Raises EStringResultError when the formula yields a text.
   void RequireNumberResult() const;
@@ -55,6 +58,7 @@ class TLineParser {
   TLVVariables variables_;
   TLVFunctionCollection functions_;
   std::string expression_;
+  std::vector<int32_t> usedVariables_;
   TParserNodePtr root_;
 };
 

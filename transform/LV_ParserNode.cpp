@@ -183,8 +183,13 @@ class TConstantNode : public TParserNode {
   explicit TConstantNode(double value) : TParserNode(TLVCalcKind::ckNumber), number_(value) {}
   explicit TConstantNode(std::string value)
       : TParserNode(TLVCalcKind::ckString), text_(std::move(value)), view_(text_) {}
+  // A missing text (a folded call that gave none).
+  TConstantNode() : TParserNode(TLVCalcKind::ckString) {}
 
   bool IsConstant() const override { return true; }
+  std::string_view ConstantText() const override {
+    return Kind() == TLVCalcKind::ckString ? view_ : std::string_view();
+  }
   TLVCalcVector Eval(TLVCalcEval&, const TLVSelection&) override {
     return {Kind(), &number_, &view_, 0};
   }
@@ -386,8 +391,8 @@ class TConcatChain : public TChainNode {
 // A call of a function with a per-row kernel.
 class TCallNode : public TParserNode {
  public:
-  TCallNode(const TPFunction& function, std::vector<TParserNodePtr> args)
-      : TParserNode(function.resultKind),
+  TCallNode(const TPFunction& function, std::vector<TParserNodePtr> args, TLVCalcKind kind)
+      : TParserNode(kind),
         function_(function),
         args_(std::move(args)),
         vectors_(args_.size()),
@@ -534,8 +539,9 @@ TParserNodePtr FoldConstant(TParserNodePtr node, bool foldable) {
   TLVCalcEval ev;
   try {
     TLVCalcScalar value = node->EvalRow(ev);
-    return value.kind == TLVCalcKind::ckNumber ? MakeNumberConstant(value.number)
-                                               : MakeTextConstant(value.text);
+    if (value.kind == TLVCalcKind::ckNumber) return MakeNumberConstant(value.number);
+    if (value.textNull) return std::make_unique<TConstantNode>();
+    return MakeTextConstant(value.text);
   } catch (const ELVError&) {
     return node;
   }
@@ -575,13 +581,18 @@ TParserNodePtr MakeChain(std::vector<TParserNodePtr> operands, std::vector<char>
 
 TParserNodePtr MakeCall(const TPFunction& function, std::vector<TParserNodePtr> args) {
   if (function.special != TLVCalcSpecial::csNone) return MakeChoiceCall(function, std::move(args));
+  return MakeCall(function, std::move(args), function.resultKind);
+}
+
+TParserNodePtr MakeCall(const TPFunction& function, std::vector<TParserNodePtr> args,
+                        TLVCalcKind resultKind) {
   for (size_t i = 0; i < args.size(); ++i) {
     char kind = function.ArgKind(static_cast<int32_t>(i));
     if (kind == 'N') args[i] = ConvertTo(std::move(args[i]), TLVCalcKind::ckNumber);
     if (kind == 'S') args[i] = ConvertTo(std::move(args[i]), TLVCalcKind::ckString);
   }
   bool foldable = AllConstant(args) && !function.Has(fnVolatile) && !function.Has(fnNeedsData);
-  return FoldConstant(std::make_unique<TCallNode>(function, std::move(args)), foldable);
+  return FoldConstant(std::make_unique<TCallNode>(function, std::move(args), resultKind), foldable);
 }
 
 }  // namespace lv

@@ -62,6 +62,8 @@ class TParserNode {
 
   TLVCalcKind Kind() const { return kind_; }
   virtual bool IsConstant() const { return false; }
+  // The value of a text constant (null view for anything else).
+  virtual std::string_view ConstantText() const { return {}; }
 
   virtual TLVCalcVector Eval(TLVCalcEval& ev, const TLVSelection& sel) = 0;
   virtual TLVCalcScalar EvalRow(TLVCalcEval& ev) = 0;
@@ -97,6 +99,9 @@ TParserNodePtr MakeChain(std::vector<TParserNodePtr> operands, std::vector<char>
 // A call; arguments of the wrong kind are converted to the kinds the function declares.
 // The argument count must have been checked.
 TParserNodePtr MakeCall(const TPFunction& function, std::vector<TParserNodePtr> args);
+// The same with the result kind chosen by the parser (functions with kindFromArg).
+TParserNodePtr MakeCall(const TPFunction& function, std::vector<TParserNodePtr> args,
+                        TLVCalcKind resultKind);
 
 // A chain or call whose operands are all constants is computed once, here, unless it
 // gives a new value on every evaluation or reads the data context (`foldable` false),

@@ -13,6 +13,7 @@
 #include "core/LV_Convert.h"
 #include "core/LV_DataIntf.h"
 #include "core/LV_Settings.h"
+#include "core/LV_TestSection.h"
 #include "env/LV_EnvTestHelpers.h"
 #include "env/LV_Logger.h"
 
@@ -52,36 +53,6 @@ class TRunLogCapture {
 
  private:
   std::string path_;
-};
-
-// A section of settings kept in memory, as the project file would keep it.
-class TMapSection : public ILVSettingsSection {
- public:
-  void Put(std::string_view name, std::string_view text) override {
-    texts[std::string(name)] = text;
-  }
-  std::optional<std::string> Get(std::string_view name) const override {
-    auto it = texts.find(std::string(name));
-    return it == texts.end() ? std::nullopt : std::optional(it->second);
-  }
-  ILVSettingsSection& AddSection(std::string_view name) override { return AddItem(name); }
-  const ILVSettingsSection* FindSection(std::string_view name) const override {
-    auto items = Items(name);
-    return items.empty() ? nullptr : items.front();
-  }
-  ILVSettingsSection& AddItem(std::string_view name) override {
-    return *children.emplace_back(std::string(name), std::make_unique<TMapSection>()).second;
-  }
-  std::vector<const ILVSettingsSection*> Items(std::string_view name) const override {
-    std::vector<const ILVSettingsSection*> items;
-    for (const auto& [childName, child] : children) {
-      if (childName == name) items.push_back(child.get());
-    }
-    return items;
-  }
-
-  std::map<std::string, std::string> texts;
-  std::vector<std::pair<std::string, std::unique_ptr<TMapSection>>> children;
 };
 
 // Every row of `source`, cell by cell (opened first: an import without column
