@@ -52,11 +52,11 @@ TLVCalcVector BindBlock(const TLVBlock& block, double* numbers, std::string_view
   return {TLVCalcKind::ckNumber, numbers, nullptr, 1};
 }
 
-// Integers round to the nearest (a formula's 2.9999999 is meant as 3); values outside
-// the 32-bit range are missing.
+// Integers round to the nearest, halves away from zero as Round does (a formula's
+// 2.9999999 is meant as 3); values outside the 32-bit range are missing.
 bool ToInteger(double value, int32_t& out) {
   if (std::isnan(value)) return false;
-  double rounded = std::nearbyint(value);
+  double rounded = std::round(value);
   if (rounded < std::numeric_limits<int32_t>::min() || rounded > std::numeric_limits<int32_t>::max()) {
     return false;
   }

@@ -49,7 +49,7 @@ TEST(CalcData, AppendsOneColumnPerExpressionAfterTheParents) {
   EXPECT_TRUE(even[6].AsBoolean());
   EXPECT_FALSE(even[7].AsBoolean());
   auto half = ReadColumn(*calc, 6);
-  EXPECT_EQ(half[5].AsInteger(), 3);  // 2.5 rounds to the nearest even
+  EXPECT_EQ(half[5].AsInteger(), 3);  // halves round away from zero
   EXPECT_EQ(ReadColumn(*calc, 2)[9].AsText(), "n9");  // passed through
 }
 

@@ -165,7 +165,7 @@ class TFormulaGenerator {
   explicit TFormulaGenerator(uint32_t seed) : random_(seed) {}
 
   std::string Number(int depth) {
-    int pick = Pick(depth > 3 ? 4 : 14);
+    int pick = Pick(depth > 3 ? 4 : 15);
     switch (pick) {
       case 0: return "X";
       case 1: return "Y";
@@ -180,18 +180,20 @@ class TFormulaGenerator {
       case 10: return "IFF(" + Number(depth + 1) + ";" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
       case 11: return "NVL(" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
       case 12: return "IN(" + Number(depth + 1) + ";" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
+      case 13: return "Round(Abs(" + Number(depth + 1) + "); 1) + Count(" + Text(depth + 1) + ")";
       default:
         return "DecodeN(" + Number(depth + 1) + ";1;" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
     }
   }
 
   std::string Text(int depth) {
-    switch (Pick(depth > 3 ? 3 : 6)) {
+    switch (Pick(depth > 3 ? 3 : 7)) {
       case 0: return "S";
       case 1: return Pick(2) ? "\"a\"" : "\"\"";
       case 2: return "\"b\"";
       case 3: return "(" + Text(depth + 1) + "+" + Text(depth + 1) + ")";
       case 4: return "IF(" + Number(depth + 1) + ";" + Text(depth + 1) + ";" + Text(depth + 1) + ")";
+      case 5: return "Concat(Upper(" + Text(depth + 1) + "); Left(" + Text(depth + 1) + "; 1))";
       default: return "Decode(" + Text(depth + 1) + ";\"a\";" + Text(depth + 1) + ")";
     }
   }
