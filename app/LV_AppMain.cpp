@@ -56,7 +56,12 @@ void PrintSummary(const std::string& fileName, const TLVAppConsole& console) {
                                          LVText(summary.isProtected ? "SYes" : "SNo")});
   for (const auto& p : TProjectProperties::Properties().Items()) {
     std::string value = p.Get(summary.properties);
-    if (!value.empty()) text += "\n" + TProjectProperties::PropertyCaption(p.Name()) + ": " + value;
+    if (value.empty()) continue;
+    // Appended piece by piece: GCC 12 misreads the chained temporaries as overlapping.
+    text += '\n';
+    text += TProjectProperties::PropertyCaption(p.Name());
+    text += ": ";
+    text += value;
   }
   console.out(ConsoleText(text));
 }

@@ -143,7 +143,11 @@ void TLVConsoleProgress::Show() {
   for (const TStage& stage : stages_) {
     if (!line.empty()) line += " - ";
     line += stage.caption;
-    if (stage.percent >= 0) line += " " + std::to_string(stage.percent) + "%";
+    if (stage.percent >= 0) {
+      line += ' ';
+      line += std::to_string(stage.percent);
+      line += '%';
+    }
   }
   std::fprintf(out_, "\r\033[K%s", line.c_str());
   std::fflush(out_);

@@ -198,13 +198,13 @@ std::vector<int32_t> TLVCalcDataContext::GroupsOf(std::string_view group) {
     for (int32_t i = 0; i < count; ++i) {
       // A missing value is a group of its own; a text and a number never share a key.
       if (block.IsNull(i)) {
-        key = "N";
+        key.assign(1, 'N');
       } else if (block.Type() == TLVDataType::dtString) {
-        key = "S";
+        key.assign(1, 'S');
         key += block.Strings()[i];
       } else {
         auto bits = std::bit_cast<uint64_t>(block.NumberAt(i));
-        key.assign("D");
+        key.assign(1, 'D');
         key.append(reinterpret_cast<const char*>(&bits), sizeof bits);
       }
       auto [it, added] = numbers.emplace(key, static_cast<int32_t>(numbers.size()));

@@ -11,7 +11,7 @@ void AddChoice(TLVFunctionCollection& functions, std::string_view name, int32_t 
   f.names = {std::string(name)};
   f.minArgs = minArgs;
   f.maxArgs = maxArgs;
-  f.argKinds = "A";
+  f.argKinds.assign(1, 'A');
   f.resultKind = result;
   f.group = TLVCalcFunctionGroup::fgLogic;
   f.flags = 0;

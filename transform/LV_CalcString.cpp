@@ -331,7 +331,7 @@ void NumberText(double value, std::string& out) {
   char buffer[64];
   char* end = buffer;
   if (value == 0) {
-    out = "0";
+    out.assign(1, '0');
     return;
   }
   if (std::fabs(value) < 1e15 && value == std::trunc(value)) {
