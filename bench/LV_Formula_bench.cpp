@@ -1,11 +1,11 @@
 // Formula language benchmarks over ten million rows:
 //   - QTY*PRICE*(1-DISCOUNT) by blocks, by the plain row walk of the same tree, and as
 //     a hand-written loop over the same arrays (the ceiling);
-//   - a text formula, Upper(Left(S;3)) + "-" + Str(N), by blocks;
 //   - parsing a formula of 10,000 characters;
 //   - the calculator node reading its computed column by blocks.
 // Rows per second are in the "rows/s" counter; compare the three numeric runs of one
-// program run with each other.
+// program run with each other. The text formula benchmarks are in
+// LV_CalcFunctions_bench.cpp.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -129,40 +129,6 @@ void BM_SalesHandLoop(benchmark::State& state) {
   Finish(state, out);
 }
 BENCHMARK(BM_SalesHandLoop)->Unit(benchmark::kMillisecond);
-
-void BM_TextFormulaBlocks(benchmark::State& state) {
-  std::mt19937 random(11);
-  std::vector<std::string> texts(4096);
-  for (auto& t : texts) {
-    t.resize(8);
-    for (char& c : t) c = static_cast<char>('a' + random() % 26);
-  }
-  std::vector<std::string_view> s(kRows);
-  std::vector<double> n(kRows);
-  for (size_t i = 0; i < static_cast<size_t>(kRows); ++i) {
-    s[i] = texts[i & 4095];
-    n[i] = static_cast<double>(random() % 100000);
-  }
-  TLineParser parser;
-  parser.Variables().Add("S", TLVCalcKind::ckString);
-  parser.Variables().Add("N", TLVCalcKind::ckNumber);
-  parser.Parse("Upper(Left(S;3)) + \"-\" + Str(N)");
-  size_t bytes = 0;
-  for (auto _ : state) {
-    for (int64_t first = 0; first < kRows; first += kLVBlockSize) {
-      auto count = static_cast<int32_t>(std::min<int64_t>(kLVBlockSize, kRows - first));
-      const auto at = static_cast<size_t>(first);
-      const TLVCalcVector inputs[] = {{TLVCalcKind::ckString, nullptr, s.data() + at, 1},
-                                      {TLVCalcKind::ckNumber, n.data() + at, nullptr, 1}};
-      TLVCalcVector result = parser.EvaluateBlock(inputs, {nullptr, count});
-      bytes += result.strings[count - 1].size();
-    }
-  }
-  benchmark::DoNotOptimize(bytes);
-  state.counters["rows/s"] =
-      benchmark::Counter(static_cast<double>(kRows), benchmark::Counter::kIsIterationInvariantRate);
-}
-BENCHMARK(BM_TextFormulaBlocks)->Unit(benchmark::kMillisecond);
 
 void BM_Parse10000Characters(benchmark::State& state) {
   std::string formula = "0";

@@ -37,7 +37,6 @@ void EnsureSodium() {
   if (!ready) throw ELVError("ErrProjectKeyDerivation");
 }
 
-constexpr size_t kHeaderSize = 20;
 constexpr size_t kChunkHeaderSize = 20;
 constexpr std::string_view kCipherMagic = "LVC1";
 constexpr size_t kNonceSize = crypto_aead_xchacha20poly1305_ietf_NPUBBYTES;

@@ -114,7 +114,7 @@ std::vector<std::string> LoadCalcPlugins(const std::filesystem::path& folder,
       dlclose(handle);
       continue;
     }
-    TLVPlugin plugin(file, handle);
+    TLVPlugin plugin(file);
     // The records must outlive the functions: they are kept for the program's life.
     static std::vector<std::unique_ptr<LVCalcFunctionInfo>> infos;
     // A library that never says it is done is cut off: no real one has this many.

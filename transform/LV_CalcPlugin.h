@@ -11,10 +11,10 @@
 
 namespace lv {
 
-// One loaded library.
+// One loaded library. It is never unloaded: its functions may be in any parsed formula.
 class TLVPlugin {
  public:
-  TLVPlugin(std::filesystem::path path, void* handle) : path_(std::move(path)), handle_(handle) {}
+  explicit TLVPlugin(std::filesystem::path path) : path_(std::move(path)) {}
   const std::filesystem::path& Path() const { return path_; }
   const std::vector<std::string>& FunctionNames() const { return names_; }
 
@@ -22,7 +22,6 @@ class TLVPlugin {
   friend std::vector<std::string> LoadCalcPlugins(const std::filesystem::path&,
                                                   TLVFunctionCollection&);
   std::filesystem::path path_;
-  void* handle_;
   std::vector<std::string> names_;
 };
 
