@@ -41,6 +41,7 @@ class TTreeBuilder {
 
   TParserNodePtr Build() { return Build(0, static_cast<int32_t>(s_.size()), 0); }
   const std::vector<bool>& Used() const { return used_; }
+  bool Volatile() const { return volatile_; }
 
  private:
   // For every bracket the position of its partner, and the same for literal quotes, so
@@ -177,6 +178,7 @@ class TTreeBuilder {
   TParserNodePtr BuildCall(const std::string& name, int32_t begin, int32_t end, int32_t depth) {
     const TPFunction* function = functions_.Find(name);
     if (!function) throw EUnknownFunctionError({name});
+    volatile_ = volatile_ || function->Has(fnVolatile);
     std::vector<TParserNodePtr> args;
     if (begin < end) {
       int32_t from = begin;
@@ -211,6 +213,7 @@ class TTreeBuilder {
   char decimal_;
   std::vector<int32_t> partner_;
   std::vector<bool> used_;
+  bool volatile_ = false;
 };
 
 }  // namespace
@@ -225,6 +228,7 @@ void TLineParser::Parse(std::string_view expression) {
   // Only a formula that parsed replaces the previous one.
   root_ = std::move(root);
   expression_ = expression;
+  volatile_ = builder.Volatile();
   usedVariables_.clear();
   for (size_t i = 0; i < builder.Used().size(); ++i) {
     if (builder.Used()[i]) usedVariables_.push_back(static_cast<int32_t>(i));

@@ -38,6 +38,9 @@ class TLineParser {
   const std::string& Expression() const { return expression_; }
   // The variables the formula refers to, ascending: a caller binds only these.
   const std::vector<int32_t>& UsedVariables() const { return usedVariables_; }
+  // True when the formula calls a function that gives a new value on every call
+  // (Random, Now...): two evaluations of one row may differ.
+  bool Volatile() const { return volatile_; }
   TLVCalcKind ResultKind() const;
   // Raises EStringResultError when the formula yields a text.
   void RequireNumberResult() const;
@@ -59,6 +62,7 @@ class TLineParser {
   TLVFunctionCollection functions_;
   std::string expression_;
   std::vector<int32_t> usedVariables_;
+  bool volatile_ = false;
   TParserNodePtr root_;
 };
 

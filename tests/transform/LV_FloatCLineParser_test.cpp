@@ -73,6 +73,9 @@ TEST(LineParser, FailedParseKeepsThePreviousFormula) {
   EXPECT_THROW(parser.Parse("2 *"), EInvalidExpressionError);
   EXPECT_EQ(parser.Expression(), "2 * 21");
   EXPECT_EQ(parser.EvaluateNumber(), 42);
+  EXPECT_FALSE(parser.Volatile());
+  parser.Parse("1 - RAN DOM()");  // spaces are dropped before names are read
+  EXPECT_TRUE(parser.Volatile());
 }
 
 TEST(LineParser, TextResultAsNumber) {
