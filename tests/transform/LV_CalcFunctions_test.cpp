@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "core/LV_Convert.h"
 #include "transform/LV_CalcBuiltins.h"
+#include "transform/LV_CalcDataFunctions.h"
 #include "transform/LV_CalcFunctions.h"
 #include "transform/LV_CalcHash.h"
 #include "transform/LV_LineParserErrors.h"
@@ -328,6 +331,29 @@ TEST(CalcFunctions, ModelForms) {
   EXPECT_DOUBLE_EQ(Num("ExpMovingAverage", {7, 0, 0}), 4);
   EXPECT_DOUBLE_EQ(Num("AutoRegression", {1, 2, 3, 4, 5}), 27);
   EXPECT_THROW(Num("ARMA", {1, 2, 3, 4}), ENumParameterError);
+}
+
+}  // namespace
+}  // namespace lv
+
+namespace lv {
+namespace {
+
+// The function reference in docs/formulas.md is what users read: every function the
+// catalogue lists, under every name, must be there.
+TEST(CalcFunctions, EveryListedFunctionIsDocumented) {
+  std::ifstream file(std::string(LV_TEST_DATA_DIR) + "/../../../docs/formulas.md");
+  ASSERT_TRUE(file);
+  std::string docs((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const TLVFunctionCollection* collections[] = {&LVCalcFunctions(), &CalcDataFunctions()};
+  for (const TLVFunctionCollection* functions : collections) {
+    for (const auto& f : functions->Items()) {
+      if (f->group == TLVCalcFunctionGroup::fgHidden) continue;
+      for (const std::string& name : f->names) {
+        EXPECT_NE(docs.find("`" + name + "`"), std::string::npos) << name;
+      }
+    }
+  }
 }
 
 }  // namespace
