@@ -135,6 +135,19 @@ void ApplyOperator(char op, const TLVSelection& sel, const TLVCalcVector& a,
   }
 }
 
+// Two steps of a chain of one repeated + or * in one pass over dense operands: a*b*c
+// reads and writes the block once instead of twice.
+template <class F>
+void ApplyTwoSteps(int32_t n, const double* a, const double* b, const double* c, double* out, F f) {
+  for (int32_t i = 0; i < n; ++i) out[i] = f(f(a[i], b[i]), c[i]);
+}
+
+bool FusesTwoSteps(const TLVSelection& sel, char op, char next, const TLVCalcVector& a,
+                   const TLVCalcVector& b, const TLVCalcVector& c) {
+  return sel.Dense() && op == next && (op == '+' || op == '*') && !a.IsString() &&
+         a.stride == 1 && b.stride == 1 && c.stride == 1;
+}
+
 double RowOperator(char op, const TLVCalcScalar& a, const TLVCalcScalar& b) {
   if (a.kind == TLVCalcKind::ckString) {
     std::string_view x = a.TextView(), y = b.TextView();
@@ -282,6 +295,24 @@ class TOperatorChain : public TChainNode {
     double* out = Numbers();
     for (size_t i = 0; i < operators_.size(); ++i) {
       TLVCalcVector b = operands_[i + 1]->Eval(ev, sel);
+      if (i + 1 < operators_.size()) {
+        TLVCalcVector c = operands_[i + 2]->Eval(ev, sel);
+        if (FusesTwoSteps(sel, operators_[i], operators_[i + 1], acc, b, c)) {
+          if (operators_[i] == '+') {
+            ApplyTwoSteps(sel.count, acc.numbers, b.numbers, c.numbers, out, TNumberOperator<'+'>{});
+          } else {
+            ApplyTwoSteps(sel.count, acc.numbers, b.numbers, c.numbers, out, TNumberOperator<'*'>{});
+          }
+          acc = NumberResult();
+          ++i;
+          continue;
+        }
+        ApplyOperator(operators_[i], sel, acc, b, out);
+        acc = NumberResult();
+        ApplyOperator(operators_[i + 1], sel, acc, c, out);
+        ++i;
+        continue;
+      }
       ApplyOperator(operators_[i], sel, acc, b, out);
       acc = NumberResult();
     }

@@ -174,7 +174,9 @@ class TFormulaGenerator {
       case 1: return "Y";
       case 2: return std::to_string(Pick(5)) ;
       case 3: return "Null()";
-      case 4: return "(" + Number(depth + 1) + Op("+-*/") + Number(depth + 1) + ")";
+      case 4:
+        return "(" + Number(depth + 1) + Op("+-*/") + Number(depth + 1) + Op("+-*/") +
+               Number(depth + 1) + Op("+*") + Number(depth + 1) + ")";
       case 5: return "(" + Number(depth + 1) + Op("=!<>$%") + Number(depth + 1) + ")";
       case 6: return "(" + Text(depth + 1) + Op("=<>") + Text(depth + 1) + ")";
       case 7: return "(" + Number(depth + 1) + " AND " + Number(depth + 1) + ")";
