@@ -15,15 +15,6 @@
 namespace lv {
 namespace {
 
-bool SameWord(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    auto up = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
-    if (up(a[i]) != up(b[i])) return false;
-  }
-  return true;
-}
-
 TLVCalcDataContext& DataContext(const TLVCalcArgs& args) {
   auto* context = dynamic_cast<TLVCalcDataContext*>(args.Context());
   if (!context || !context->DataSource()) {
@@ -86,7 +77,7 @@ double StatValue(const TLVCalcArgs& args) {
       {"NullCount", static_cast<double>(stats.nullCount)},
   }};
   for (const TNamed& v : values) {
-    if (SameWord(v.name, type)) return v.value;
+    if (CalcNamesEqual(v.name, type)) return v.value;
   }
   throw ELVDataError("ErrCalcStatUnknown", {std::string(type)});
 }
@@ -95,13 +86,13 @@ void FieldInfo(const TLVCalcArgs& args, TLVCalcStrResult& result) {
   const ILVColumnInfo* column = args.Context() ? args.Context()->CurrentColumn() : nullptr;
   std::string_view type = args.String(0);
   std::string& out = result.Build();
-  if (column && SameWord(type, "Name")) {
+  if (column && CalcNamesEqual(type, "Name")) {
     out = column->GetName();
-  } else if (column && SameWord(type, "DisplayName")) {
+  } else if (column && CalcNamesEqual(type, "DisplayName")) {
     out = column->GetDisplayName();
-  } else if (column && SameWord(type, "DataType")) {
+  } else if (column && CalcNamesEqual(type, "DataType")) {
     out = ValueName(column->GetDataType());
-  } else if (column && SameWord(type, "DataKind")) {
+  } else if (column && CalcNamesEqual(type, "DataKind")) {
     out = ValueName(column->GetDataKind());
   } else {
     throw ELVDataError("ErrCalcFieldInfoUnknown", {std::string(type)});
@@ -112,9 +103,9 @@ void ModelInfo(const TLVCalcArgs& args, TLVCalcStrResult& result) {
   std::string_view type = args.String(0);
   std::string file = args.Context() ? args.Context()->ProjectFileName() : std::string();
   std::string& out = result.Build();
-  if (SameWord(type, "FileName")) {
+  if (CalcNamesEqual(type, "FileName")) {
     out = file;
-  } else if (SameWord(type, "FilePath")) {
+  } else if (CalcNamesEqual(type, "FilePath")) {
     out = file.empty() ? std::string() : std::filesystem::path(file).parent_path().string();
   } else {
     throw ELVDataError("ErrCalcModelInfoUnknown", {std::string(type)});

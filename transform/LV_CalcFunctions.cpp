@@ -28,7 +28,27 @@ std::vector<std::string> SplitNames(std::string_view names) {
   return result;
 }
 
+TPFunction Describe(std::string_view names, int32_t minArgs, int32_t maxArgs,
+                    std::string_view argKinds, TLVCalcFunctionGroup group, uint32_t flags) {
+  TPFunction f;
+  f.names = SplitNames(names);
+  f.minArgs = minArgs;
+  f.maxArgs = maxArgs;
+  f.argKinds = argKinds;
+  f.group = group;
+  f.flags = flags;
+  return f;
+}
+
 }  // namespace
+
+bool CalcNamesEqual(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (AsciiUpper(a[i]) != AsciiUpper(b[i])) return false;
+  }
+  return true;
+}
 
 bool IsValidFunctionName(std::string_view name) {
   if (name.empty() || !IsNameStart(name.front())) return false;
@@ -55,13 +75,7 @@ TPFunction& TLVFunctionCollection::AddNumber(std::string_view names, int32_t min
                                              int32_t maxArgs, std::string_view argKinds,
                                              TLVCalcFunctionGroup group, TLVCalcNumKernel kernel,
                                              uint32_t flags) {
-  TPFunction f;
-  f.names = SplitNames(names);
-  f.minArgs = minArgs;
-  f.maxArgs = maxArgs;
-  f.argKinds = argKinds;
-  f.group = group;
-  f.flags = flags;
+  TPFunction f = Describe(names, minArgs, maxArgs, argKinds, group, flags);
   f.numKernel = kernel;
   return Add(std::move(f));
 }
@@ -70,13 +84,7 @@ TPFunction& TLVFunctionCollection::AddString(std::string_view names, int32_t min
                                              int32_t maxArgs, std::string_view argKinds,
                                              TLVCalcFunctionGroup group, TLVCalcStrKernel kernel,
                                              uint32_t flags) {
-  TPFunction f;
-  f.names = SplitNames(names);
-  f.minArgs = minArgs;
-  f.maxArgs = maxArgs;
-  f.argKinds = argKinds;
-  f.group = group;
-  f.flags = flags;
+  TPFunction f = Describe(names, minArgs, maxArgs, argKinds, group, flags);
   f.resultKind = TLVCalcKind::ckString;
   f.strKernel = kernel;
   return Add(std::move(f));
@@ -91,7 +99,7 @@ TPFunction& TLVFunctionCollection::Add(TPFunction function) {
     if (!IsValidFunctionName(name)) throw EInvalidFunctionNameError({name});
     if (Find(name)) throw EDuplicateFunctionError({name});
     for (size_t j = 0; j < i; ++j) {
-      if (UpperName(function.names[j]) == UpperName(name)) throw EDuplicateFunctionError({name});
+      if (CalcNamesEqual(function.names[j], name)) throw EDuplicateFunctionError({name});
     }
   }
   bool kernelMissing = function.resultKind == TLVCalcKind::ckNumber ? !function.numKernel

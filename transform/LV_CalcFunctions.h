@@ -124,6 +124,10 @@ class TLVFunctionCollection {
 // The built-in functions (and those of the plug-ins loaded at start-up).
 TLVFunctionCollection& LVCalcFunctions();
 
+// Names of the language (functions, variables, keywords of the data functions) compare
+// ignoring the case of Latin letters.
+bool CalcNamesEqual(std::string_view a, std::string_view b);
+
 // A function name: a Latin letter or '_' followed by Latin letters, digits and '_'.
 bool IsValidFunctionName(std::string_view name);
 
