@@ -171,7 +171,7 @@ std::string DescribePeriod(const TLVFilterPeriod& period, bool last) {
       period.base == TLVFirstLastBaseDateType::bdtCustom
           ? ValueToText(TLVValue::DateTime(period.customDate), DefaultFormatSettings())
           : DisplayText(period.base);
-  return Format(LVText("SFilterPeriod"), {LVText(wordKey), period.count, unit, from});
+  return Format(LVText("SFilterPeriod"), {LVText(wordKey), std::to_string(period.count), unit, from});
 }
 
 void RegisterFilterDatesTexts() {
