@@ -29,7 +29,8 @@ void TLVFilterData::DoOpen() {
   CheckFilterColumns(filter_, parent.GetColumnsInfo());
   if (filter_.GetFiltered()) {
     TLVLockGuard lock(parent);
-    TLVFilterContext context = MakeFilterContext(filter_, parent, clock_());
+    TLVFilterContext context = MakeFilterContext(filter_, parent, clock_(), &parentDates_);
+    parentDates_.dataDates = context.dataDates;
     evaluator_ = std::make_unique<TLVFilterEvaluator>(filter_, parent.GetColumnsInfo(), context);
     filter_.SetContext(std::move(context));
   }
@@ -55,6 +56,11 @@ void TLVFilterData::SelectRows(ILVDataSource& parent, TLVRowIndex first, int32_t
   } else {
     TLVCachedFilteredDataSource::SelectRows(parent, first, count, selected);
   }
+}
+
+void TLVFilterData::OnParentChanged(TLVNotifyReason reason) {
+  parentDates_.dataDates.clear();
+  TLVCachedFilteredDataSource::OnParentChanged(reason);
 }
 
 std::string TLVFilterData::ProgressCaption() const {

@@ -10,6 +10,8 @@
 // list's query text selects the same rows in a database.
 //
 // A change of the list closes the node and tells its children that the rows changed.
+// The earliest and latest dates of the parent's columns that periods count from are
+// remembered between opens until the parent reports any change.
 // Settings: the list, as the section "Filter". Single-threaded, like every source.
 #pragma once
 
@@ -52,6 +54,7 @@ class TLVFilterData : public TLVCachedFilteredDataSource {
   void SelectRows(ILVDataSource& parent, TLVRowIndex first, int32_t count,
                   std::vector<TLVRowIndex>& selected) override;
   std::string ProgressCaption() const override;
+  void OnParentChanged(TLVNotifyReason reason) override;
 
  private:
   void ListChanged();
@@ -59,6 +62,10 @@ class TLVFilterData : public TLVCachedFilteredDataSource {
   TLVFilterColumnCollection filter_;
   std::unique_ptr<TLVFilterEvaluator> evaluator_;
   std::function<double()> clock_;
+  // The date ranges found in the parent's columns, kept until the parent says anything
+  // (its rows, its columns or its open state changed): a list tuned again and again
+  // over the same rows scans them once.
+  TLVFilterContext parentDates_;
 };
 
 void RegisterFilterDataTexts();

@@ -16,8 +16,6 @@ constexpr int64_t kMsPerDay = 86400000;
 // 0001-01-01 and 9999-12-31 as day numbers.
 constexpr int64_t kFirstDay = -693593;
 constexpr int64_t kLastDay = 2958465;
-constexpr double kMinKey = static_cast<double>(kFirstDay * kMsPerDay);
-constexpr double kMaxKey = static_cast<double>(kLastDay * kMsPerDay + kMsPerDay - 1);
 
 int64_t FloorDiv(int64_t a, int64_t b) {
   int64_t q = a / b;
@@ -59,7 +57,7 @@ int64_t ShiftUnit(TLVFirstLastDateListType unit, int64_t day, int64_t shift) {
 }
 
 double DayKey(int64_t day) {
-  return std::clamp(static_cast<double>(day * kMsPerDay), kMinKey, kMaxKey);
+  return std::clamp(static_cast<double>(day * kMsPerDay), kLVMinDateKey, kLVMaxDateKey);
 }
 
 enum class TGender : uint8_t { gMasculine, gFeminine };
@@ -69,18 +67,6 @@ TGender GenderOf(TLVFirstLastDateListType unit) {
 }
 
 }  // namespace
-
-double FilterDateKey(double days) {
-  // Outside this range no key is valid, and the integer conversions below stay defined.
-  if (!(days > static_cast<double>(kFirstDay - 1) && days < static_cast<double>(kLastDay + 1))) {
-    return LVMissing();
-  }
-  const auto whole = static_cast<int64_t>(days);
-  const double fraction = std::fabs(days - static_cast<double>(whole));
-  const auto ms = static_cast<int64_t>(fraction * kLVMsPerDay + 0.5);
-  const auto key = static_cast<double>(whole * kMsPerDay + ms);
-  return key < kMinKey || key > kMaxKey ? LVMissing() : key;
-}
 
 double FilterKeyToDays(double key) {
   const auto k = static_cast<int64_t>(key);
@@ -171,7 +157,8 @@ std::string DescribePeriod(const TLVFilterPeriod& period, bool last) {
       period.base == TLVFirstLastBaseDateType::bdtCustom
           ? ValueToText(TLVValue::DateTime(period.customDate), DefaultFormatSettings())
           : DisplayText(period.base);
-  return Format(LVText("SFilterPeriod"), {LVText(wordKey), std::to_string(period.count), unit, from});
+  return Format(LVText("SFilterPeriod"),
+                {LVText(wordKey), std::to_string(period.count), unit, from});
 }
 
 void RegisterFilterDatesTexts() {

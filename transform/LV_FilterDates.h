@@ -26,9 +26,21 @@
 namespace lv {
 
 inline constexpr double kLVMsPerDay = 86400000.0;
+// 0001-01-01 00:00:00.000 and 9999-12-31 23:59:59.999 as keys.
+inline constexpr double kLVMinDateKey = -693593.0 * kLVMsPerDay;
+inline constexpr double kLVMaxDateKey = 2958466.0 * kLVMsPerDay - 1;
 
 // The key of a date value; NaN when the value is missing or outside years 1 to 9999.
-double FilterDateKey(double days);
+// Inline: the filter computes it for every date it compares.
+inline double FilterDateKey(double days) {
+  // Outside this range no key is valid, and the conversions below stay defined.
+  if (!(days > -693594.0 && days < 2958466.0)) return LVMissing();
+  const auto whole = static_cast<int64_t>(days);
+  const double fraction = days - static_cast<double>(whole);
+  const auto ms = static_cast<int64_t>((fraction < 0 ? -fraction : fraction) * kLVMsPerDay + 0.5);
+  const auto key = static_cast<double>(whole * 86400000 + ms);
+  return key < kLVMinDateKey || key > kLVMaxDateKey ? LVMissing() : key;
+}
 // The date value of a key.
 double FilterKeyToDays(double key);
 // The key as "yyyy-mm-dd hh:nn:ss.zzz": the text of dates in query texts and in the

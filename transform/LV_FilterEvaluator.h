@@ -11,8 +11,10 @@
 //
 // The chain is evaluated as a database applies it: AND before OR, i.e. as OR of runs
 // of AND-joined conditions. Each condition sees only the rows still alive in its run
-// (a selection vector), and a run sees only the rows no earlier run has kept; a column
-// is read once per block, when a condition first needs it.
+// (a selection vector), and a run sees only the rows no earlier run has kept. Within a
+// run the cheap tests go first (numbers, then dates, then texts). A column is read when
+// a condition first needs it: the whole block, or, when few rows are still alive, just
+// those rows (a gather).
 //
 // An evaluator holds compiled copies of the conditions: later changes of the list do
 // not reach it. Not thread-safe; one evaluator per reading thread.
@@ -47,10 +49,17 @@ class TLVFilterEvaluator {
  private:
   struct TCondition;
   struct TColumn;
+  static void CompileNumbers(TCondition& c, const TLVFilterColumnItem& item,
+                             const std::vector<TLVValue>& values, const TLVFilterContext& context);
   int32_t Keep(const TCondition& condition, const int32_t* rows, int32_t count, int32_t* kept);
-  TColumn& Read(int32_t slot, bool numbers);
+  // Keep for an interval test when every row of the block is alive.
+  int32_t KeepInterval(const TCondition& condition, const double* x, int32_t* kept) const;
+  // The column of `slot` with its values for at least the `count` given rows.
+  TColumn& Read(int32_t slot, const int32_t* rows, int32_t count);
 
   std::vector<TCondition> conditions_;
+  // Where each run of AND-joined conditions begins in conditions_, and its end.
+  std::vector<size_t> runs_;
   std::vector<TColumn> columns_;
   ILVDataSource* source_ = nullptr;
   TLVRowIndex first_ = 0;
@@ -64,9 +73,10 @@ class TLVFilterEvaluator {
 void CheckFilterColumns(const TLVFilterColumnCollection& list, const ILVColumnsInfo& columns);
 
 // The context in which `source` is filtered: `today`, and the earliest and latest date
-// of every column that a period counts from its data, read by blocks.
+// of every column that a period counts from its data, read by blocks unless `known`
+// already has them (from an earlier open over the same rows).
 TLVFilterContext MakeFilterContext(const TLVFilterColumnCollection& list, ILVDataSource& source,
-                                   double today);
+                                   double today, const TLVFilterContext* known = nullptr);
 
 // The upper case in which texts are compared without CaseSensitive: Unicode case
 // mapping for Russian. A database that receives the query text must offer the same

@@ -125,6 +125,43 @@ TEST(FilterData, PeriodsCountFromTheDataOrTheClock) {
   EXPECT_EQ(kept(R::rtLastPeriod, {1, U::fldDay, B::bdtCustom, 45430.9}), (Ids{3}));
 }
 
+TEST(FilterData, DatesCompareByTheirMillisecond) {
+  // Values a few ulps around the half millisecond that rounds to a key, on both sides
+  // of 1899-12-30; each relation must agree with a comparison of the keys themselves.
+  const double keys[] = {FilterDateKey(45427.25), FilterDateKey(-3.75), FilterDateKey(0.5)};
+  std::vector<std::vector<TLVValue>> rows;
+  for (double key : keys) {
+    for (double edge : {key - 0.5, key + 0.5}) {
+      const double day = std::floor(edge / kLVMsPerDay);
+      const double fraction = (edge - day * kLVMsPerDay) / kLVMsPerDay;
+      double v = day < 0 ? day - fraction : day + fraction;
+      for (int step = 0; step < 4; ++step) v = std::nextafter(v, -HUGE_VAL);
+      for (int step = 0; step < 9; ++step, v = std::nextafter(v, HUGE_VAL)) {
+        rows.push_back(
+            {TLVValue::Integer(static_cast<int32_t>(rows.size())), TLVValue::DateTime(v)});
+      }
+    }
+  }
+  using C = TTestTable::TColumn;
+  auto table =
+      std::make_shared<TTestTable>(std::vector<C>{C{"ID", dtInteger}, C{"D", dtDateTime}}, rows);
+  for (double key : keys) {
+    for (R relation :
+         {R::rtLess, R::rtLessOrEqual, R::rtMore, R::rtMoreOrEqual, R::rtEqual, R::rtNotEqual}) {
+      Ids expected;
+      for (const auto& row : rows) {
+        const double k = FilterDateKey(row[1].AsDouble());
+        const bool keep[] = {k<key, k <= key, k> key, k >= key, k == key, k != key};
+        if (keep[static_cast<int>(relation)]) expected.push_back(row[0].AsInteger());
+      }
+      EXPECT_EQ(
+          KeptBy(table, "D", dtDateTime, relation, {TLVValue::DateTime(FilterKeyToDays(key))}),
+          expected)
+          << FilterKeyText(key) << " " << ValueName(relation);
+    }
+  }
+}
+
 TEST(FilterData, OpensOnlyOverTheColumnsItWasMadeFor) {
   auto table = SmallTable({"a", "b"});
   TLVFilterColumnCollection list;

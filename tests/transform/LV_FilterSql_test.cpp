@@ -263,6 +263,21 @@ TEST_F(FilterSql, ChainsApplyAndBeforeOr) {
         .SetPeriod({2, TLVFirstLastDateListType::fldQuarter, TLVFirstLastBaseDateType::bdtData});
     ExpectAgreement(list);
   }
+  // Runs that keep few rows gather their columns for those rows only; a later run must
+  // not take what an earlier one gathered for others.
+  for (bool caseSensitive : {true, false}) {
+    TLVFilterColumnCollection sparse;
+    sparse.SetCaseSensitive(caseSensitive);
+    sparse.AddCondition("ID", dtInteger, R::rtIn,
+                        {TLVValue::Integer(3), TLVValue::Integer(7), TLVValue::Integer(300)});
+    sparse.AddCondition("Q", dtInteger, R::rtMoreOrEqual, {TLVValue::Integer(0)});
+    sparse.AddCondition("Имя \"клиента\"", dtString, R::rtNotEqual, {Text("юг")});
+    sparse.AddCondition("ID", dtInteger, R::rtBetween,
+                        {TLVValue::Integer(10), TLVValue::Integer(40)}, J::jtOr);
+    sparse.AddCondition("Q", dtInteger, R::rtLessOrEqual, {TLVValue::Integer(0)});
+    sparse.AddCondition("Имя \"клиента\"", dtString, R::rtLike, {Text("a")});
+    ExpectAgreement(sparse);
+  }
   // A list that is switched off keeps every row, and its query text is empty.
   TLVFilterColumnCollection off;
   off.AddCondition("Q", dtInteger, R::rtIsNull);

@@ -36,7 +36,8 @@ inline std::shared_ptr<TTestTable> MakeFilterTable(int rows, uint32_t seed = 7) 
     auto gap = [&] { return pick(7) == 0; };
     double day = 45000 + pick(900) - 450;
     if (pick(20) == 0) day = -pick(400) - 1;  // before 1899-12-30
-    double time = pick(3) == 0 ? 0 : pick(86400000) / 86400000.0;
+    // Whole milliseconds, some of them off by less than half a millisecond either way.
+    double time = pick(3) == 0 ? 0 : (pick(86400000) + (pick(3) - 1) * 0.4) / 86400000.0;
     values.push_back({
         TLVValue::Integer(i),
         gap() ? TLVValue::Null(dtInteger) : TLVValue::Integer(pick(7) - 3),
