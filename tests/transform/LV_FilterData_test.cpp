@@ -123,6 +123,19 @@ TEST(FilterData, PeriodsCountFromTheDataOrTheClock) {
   EXPECT_EQ(kept(R::rtLastPeriod, {2, U::fldWeek, B::bdtCurrent}), (Ids{2, 3}));
   EXPECT_EQ(kept(R::rtFirstPeriod, {2, U::fldWeek, B::bdtCurrent}), (Ids{3}));
   EXPECT_EQ(kept(R::rtLastPeriod, {1, U::fldDay, B::bdtCustom, 45430.9}), (Ids{3}));
+
+  // The latest date is remembered between opens only while the parent's rows stay.
+  TLVFilterColumnCollection list;
+  list.AddCondition("D", dtDateTime, R::rtLastPeriod).SetPeriod({1, U::fldDay, B::bdtData});
+  auto node = MakeFilterNode(table, list);
+  EXPECT_EQ(KeptIDs(*node), (Ids{4}));
+  node->Filter()[0].SetRelationType(R::rtNotLastPeriod);
+  EXPECT_EQ(KeptIDs(*node), (Ids{1, 2, 3}));
+  table->SetRows({{TLVValue::Integer(7), TLVValue::Float(1), Text("x"), TLVValue::DateTime(45500),
+                   TLVValue::Boolean(true)},
+                  {TLVValue::Integer(8), TLVValue::Float(1), Text("x"), TLVValue::DateTime(45501.5),
+                   TLVValue::Boolean(true)}});
+  EXPECT_EQ(KeptIDs(*node), (Ids{7}));
 }
 
 TEST(FilterData, DatesCompareByTheirMillisecond) {
