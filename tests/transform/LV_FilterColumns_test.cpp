@@ -11,6 +11,7 @@ namespace {
 using enum TLVDataType;
 using R = TLVRelationType;
 using J = TLVBooleanJoinType;
+using test::MessageOfFailure;
 
 TLVValue Text(std::string_view s) {
   return TLVValue::String(s);
@@ -33,15 +34,6 @@ TForms Forms(std::string_view column, TLVDataType type, R relation,
 void ExpectForms(const TForms& forms, std::string_view plain, std::string_view nullSafe) {
   EXPECT_EQ(forms.plain, plain);
   EXPECT_EQ(forms.nullSafe, nullSafe);
-}
-
-std::string MessageOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const ELVError& e) {
-    return e.what();
-  }
-  return "no error";
 }
 
 TEST(FilterQuery, ComparisonsAndTheirLiterals) {
@@ -124,8 +116,9 @@ TEST(FilterQuery, PeriodsBecomeIntervalsAndChainsStayFlat) {
   // A period counted from the data needs the data's dates; a column without any has an
   // empty period.
   list[0].SetPeriod({1, TLVFirstLastDateListType::fldDay, TLVFirstLastBaseDateType::bdtData});
-  EXPECT_EQ(MessageOf([&] { list.QueryText(TLVQueryForm::qfPlain, {}); }),
-            "Сравниваемое значение не определено");
+  EXPECT_EQ(
+      MessageOfFailure([&] { list.QueryText(TLVQueryForm::qfPlain, {}); }, "ErrFilterNoValue"),
+      "Сравниваемое значение не определено");
   EXPECT_EQ(list.GetQyeryText(), "");
   TLVFilterContext context;
   context.dataDates["D"] = {LVMissing(), LVMissing()};
@@ -168,40 +161,47 @@ TEST(FilterDisplay, EveryFamilyAsTheWizardShowsIt) {
 
 TEST(FilterColumns, IncompleteConditionsAreRefusedWithTheirRow) {
   TLVFilterColumnCollection list;
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }), "Нет ни одного условия фильтрации.");
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterNoConditions"),
+            "Нет ни одного условия фильтрации.");
   list.AddCondition("Q", dtInteger, R::rtIsNull);
   TLVFilterColumnItem& second =
       list.AddCondition("Q", dtInteger, R::rtLike, {TLVValue::Integer(1)});
+  const std::string noValue = "Сравниваемое значение не определено";
   const std::string rowError =
       "В строке 2 есть ошибка.\r\nПроверьте правильность заполнения условий.";
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }), rowError);  // a pattern on a number
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterRow"),
+            rowError);  // a pattern on a number
   second.SetRelationType(R::rtBetween);
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }), "Сравниваемое значение не определено");
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterNoValue"), noValue);
   second.CompareValues().SetTexts({"1", "два"});
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }), rowError);
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterRow"), rowError);
   second.CompareValues().SetTexts({"1", ""});
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }), "Сравниваемое значение не определено");
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterNoValue"), noValue);
   second.SetRelationType(R::rtLastPeriod);
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }), rowError);  // a period of a number
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterRow"),
+            rowError);  // a period of a number
   second.SetDataType(dtDateTime);
   second.CompareValues().SetTexts({"0", "fldDay", "bdtCurrent"});
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }), rowError);  // no period of 0 days
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterRow"),
+            rowError);  // no period of 0 days
   second.CompareValues().SetTexts({"2", "fldDay", "bdtCustom"});
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }), "Сравниваемое значение не определено");
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterNoValue"), noValue);
   second.CompareValues().SetTexts({"2", "fldDay", "bdtCustom", "2024-01-01"});
   EXPECT_NO_THROW(list.Validate());
 
   // A missing value is refused before anything is stored.
-  EXPECT_EQ(MessageOf([&] {
-              second.SetValues({TLVValue::Integer(1), TLVValue::Null(dtInteger)});
-            }),
-            "Сравниваемое значение не определено");
+  EXPECT_EQ(MessageOfFailure(
+                [&] {
+                  second.SetValues({TLVValue::Integer(1), TLVValue::Null(dtInteger)});
+                },
+                "ErrFilterNoValue"),
+            noValue);
   EXPECT_EQ(second.CompareValues().Count(), 4);
   // Texts may be empty values; numbers may not.
   list.AddCondition("S", dtString, R::rtEqual, {Text("")});
   EXPECT_NO_THROW(list.Validate());
   list.AddCondition("", dtString, R::rtIsNull);
-  EXPECT_EQ(MessageOf([&] { list.Validate(); }),
+  EXPECT_EQ(MessageOfFailure([&] { list.Validate(); }, "ErrFilterRow"),
             "В строке 4 есть ошибка.\r\nПроверьте правильность заполнения условий.");
 }
 
@@ -220,8 +220,9 @@ TEST(FilterColumns, ValuesKeepTheirTypeAndTheListForm) {
   item.SetDataType(dtFloat);
   item.SetValues({TLVValue::Float(-0.1)});
   EXPECT_EQ(item.GetCompareValueList(), "-0.1");
-  EXPECT_EQ(MessageOf([&] { item.SetValues({TLVValue::Float(HUGE_VAL)}); }),
-            "Сравниваемое значение не определено");
+  EXPECT_EQ(
+      MessageOfFailure([&] { item.SetValues({TLVValue::Float(HUGE_VAL)}); }, "ErrFilterNoValue"),
+      "Сравниваемое значение не определено");
   item.SetDataType(dtBoolean);
   item.SetCompareValueList("false\nTrue\n1");
   EXPECT_EQ(item.Values(), (std::vector<TLVValue>{TLVValue::Boolean(false), TLVValue::Boolean(true),
@@ -253,11 +254,13 @@ TEST(FilterColumns, PersistByNamesAndRefuseUnknownOnes) {
 
   auto& stored = const_cast<ILVSettingsSection&>(*items[1]);
   stored.Put("RelationType", "rtSoundsLike");
-  EXPECT_EQ(MessageOf([&] { TLVFilterColumnCollection::Properties().Load(loaded, section); }),
+  EXPECT_EQ(MessageOfFailure([&] { TLVFilterColumnCollection::Properties().Load(loaded, section); },
+                             "ErrFilterUnknownRelation"),
             "Появилась новая функция: rtSoundsLike");
   stored.Put("RelationType", "rtIsNull");
   stored.Put("BooleanJoinType", "jtXor");
-  EXPECT_EQ(MessageOf([&] { TLVFilterColumnCollection::Properties().Load(loaded, section); }),
+  EXPECT_EQ(MessageOfFailure([&] { TLVFilterColumnCollection::Properties().Load(loaded, section); },
+                             "ErrFilterUnknownJoin"),
             "Появился новый тип логического оператора: jtXor");
 }
 
