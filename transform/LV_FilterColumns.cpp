@@ -375,7 +375,9 @@ TLVKeyInterval TLVFilterColumnItem::PeriodKeys(const TLVFilterContext& context) 
 std::string TLVFilterColumnItem::QueryText(TLVQueryForm form, bool caseSensitive,
                                            const TLVFilterContext& context) const {
   Check();
-  const bool upper = !caseSensitive && dataType_ == TLVDataType::dtString;
+  // Null tests compare nothing, so their column stays bare (and indexable).
+  const bool upper = !caseSensitive && dataType_ == TLVDataType::dtString &&
+                     RelationOperands(relation_) != TLVRelationOperands::roNone;
   auto literal = [&](const TLVValue& value) {
     return upper ? Upper(FilterLiteral(value)) : FilterLiteral(value);
   };

@@ -55,54 +55,18 @@ std::vector<int32_t> KeptBy(const std::shared_ptr<TTestTable>& table, std::strin
 
 using Ids = std::vector<int32_t>;
 
-TEST(FilterData, MissingValuesPassOnlyTheNullTest) {
-  auto table = SmallTable({"a", "b", "c"});
-  const TLVValue one = TLVValue::Float(1), three = TLVValue::Float(3);
-  // Row 0 misses its values: every relation but "пустой" drops it, negated ones too.
-  EXPECT_EQ(KeptBy(table, "N", dtFloat, R::rtLess, {TLVValue::Float(5)}), (Ids{1, 2, 3}));
-  EXPECT_EQ(KeptBy(table, "N", dtFloat, R::rtNotEqual, {one}), (Ids{2, 3}));
-  EXPECT_EQ(KeptBy(table, "N", dtFloat, R::rtNotBetween, {one, TLVValue::Float(2)}), (Ids{3}));
-  EXPECT_EQ(KeptBy(table, "N", dtFloat, R::rtNotIn, {one, TLVValue::Float(2)}), (Ids{3}));
-  EXPECT_EQ(KeptBy(table, "N", dtFloat, R::rtIsTrue, {}), (Ids{1, 2, 3}));
-  EXPECT_EQ(KeptBy(table, "N", dtFloat, R::rtIsFalse, {}), (Ids{}));
-  EXPECT_EQ(KeptBy(table, "B", dtBoolean, R::rtIsFalse, {}), (Ids{2}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtNotLike, {Text("b")}), (Ids{1, 3}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtNotEqual, {Text("zz")}, false), (Ids{1, 2, 3}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtNotIn, {Text("A")}, false), (Ids{2, 3}));
-  EXPECT_EQ(KeptBy(table, "N", dtFloat, R::rtIsNull, {}), (Ids{0}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtIsNotNull, {}), (Ids{1, 2, 3}));
-  EXPECT_EQ(KeptBy(table, "N", dtFloat, R::rtBetween, {three, one}), (Ids{}));
-  TLVFilterColumnCollection list;
-  list.AddCondition("D", dtDateTime, R::rtNotLastPeriod)
-      .SetPeriod({1, TLVFirstLastDateListType::fldDay, TLVFirstLastBaseDateType::bdtData});
-  EXPECT_EQ(Kept(table, list), (Ids{1, 2}));
-}
-
-TEST(FilterData, PatternsTakeWildcardsLiterally) {
-  auto table = SmallTable({"a%b", "axb", "a_b", "a\\b", "100%", "%"});
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtLike, {Text("%")}), (Ids{1, 5, 6}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtLike, {Text("a_b")}), (Ids{3}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtLike, {Text("\\")}), (Ids{4}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtEndingWith, {Text("0%")}), (Ids{5}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtNotStartingWith, {Text("a")}), (Ids{5, 6}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtLike, {Text("")}), (Ids{1, 2, 3, 4, 5, 6}));
-}
-
 TEST(FilterData, CaseIsIgnoredForCyrillicToo) {
-  auto table = SmallTable({"abc", "Москва", "МОСКВА", "ёжик", "ЁЖИК", "straße", "Ǆ"});
+  // The database is given the same upper case (see LV_FilterSql_test), so this is where
+  // the mapping itself is pinned.
+  auto table = SmallTable({"abc", "Москва", "МОСКВА", "ёжик", "ЁЖИК", "straße"});
   EXPECT_EQ(KeptBy(table, "S", dtString, R::rtLike, {Text("B")}, false), (Ids{1}));
   EXPECT_EQ(KeptBy(table, "S", dtString, R::rtLike, {Text("B")}, true), (Ids{}));
   EXPECT_EQ(KeptBy(table, "S", dtString, R::rtEqual, {Text("москва")}, false), (Ids{2, 3}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtEqual, {Text("москва")}, true), (Ids{}));
   EXPECT_EQ(KeptBy(table, "S", dtString, R::rtIn, {Text("Ёжик"), Text("x")}, false), (Ids{4, 5}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtStartingWith, {Text("ЁЖ")}, false), (Ids{4, 5}));
   EXPECT_EQ(KeptBy(table, "S", dtString, R::rtEqual, {Text("STRASSE")}, false), (Ids{6}));
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtEqual, {Text("ǆ")}, false), (Ids{7}));
-  // Ordering compares the upper-case texts byte by byte.
-  EXPECT_EQ(KeptBy(table, "S", dtString, R::rtLess, {Text("М")}, false), (Ids{1, 4, 5, 6, 7}));
   EXPECT_EQ(FilterUpper("Съешь ещё этих мягких французских булок, да выпей чаю"),
             "СЪЕШЬ ЕЩЁ ЭТИХ МЯГКИХ ФРАНЦУЗСКИХ БУЛОК, ДА ВЫПЕЙ ЧАЮ");
-  EXPECT_EQ(FilterUpper("ѐђѓєѕіїјљњћќѝўџ Ѣѣ"), "ЀЂЃЄЅІЇЈЉЊЋЌЍЎЏ ѢѢ");
+  EXPECT_EQ(FilterUpper("ѐђѓєѕіїјљњћќѝўџ Ѣѣ ǆ"), "ЀЂЃЄЅІЇЈЉЊЋЌЍЎЏ ѢѢ Ǆ");
 }
 
 TEST(FilterData, PeriodsCountFromTheDataOrTheClock) {

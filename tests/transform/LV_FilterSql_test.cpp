@@ -109,7 +109,7 @@ class FilterSql : public testing::Test {
 
   // Runs `list` through the node and through SQLite in both forms; counts the lists
   // that kept some rows but not all, so that a family cannot pass on empty answers.
-  void ExpectAgreement(const TLVFilterColumnCollection& list) {
+  std::vector<int32_t> ExpectAgreement(const TLVFilterColumnCollection& list) {
     auto node = test::MakeFilterNode(Shared(), list);
     const std::vector<int32_t> kept = test::KeptIDs(*node);
     for (TLVQueryForm form : {TLVQueryForm::qfPlain, TLVQueryForm::qfNullSafe}) {
@@ -118,6 +118,13 @@ class FilterSql : public testing::Test {
     }
     informative_ += !kept.empty() && kept.size() < static_cast<size_t>(kRows);
     ++lists_;
+    return kept;
+  }
+
+  // A missing value satisfies "пустой" and nothing else, negated relations included.
+  static void ExpectNoMissing(int column, R relation, const std::vector<int32_t>& kept) {
+    if (relation == R::rtIsNull) return;
+    for (int32_t id : kept) EXPECT_FALSE(table_->IsNull(id, column)) << ValueName(relation);
   }
 
   // One condition, with the texts compared with and without regard to case.
@@ -127,14 +134,14 @@ class FilterSql : public testing::Test {
       list.SetCaseSensitive(caseSensitive);
       list.AddCondition(kColumns[column], table_->Columns()[column].GetDataType(), relation,
                         values);
-      ExpectAgreement(list);
+      ExpectNoMissing(column, relation, ExpectAgreement(list));
     }
   }
 
   void ExpectPeriod(R relation, TLVFilterPeriod period) {
     TLVFilterColumnCollection list;
     list.AddCondition("Дата", dtDateTime, relation).SetPeriod(period);
-    ExpectAgreement(list);
+    ExpectNoMissing(3, relation, ExpectAgreement(list));
   }
 
   // Most lists of a family must keep some rows and drop others.
@@ -213,6 +220,11 @@ TEST_F(FilterSql, Lists) {
     Expect(2, relation, {TLVValue::Float(0.1), TLVValue::Float(1.0 / 3), TLVValue::Float(1e300)});
     Expect(3, relation, {PresentDate(1), PresentDate(2), TLVValue::DateTime(1)});
     Expect(4, relation, {TLVValue::Boolean(false)});
+    std::vector<TLVValue> numbers;  // enough to be searched by halves
+    for (double v : {-7.25e-5, -1.5, 2.5, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0}) {
+      numbers.push_back(TLVValue::Float(v));
+    }
+    Expect(2, relation, numbers);
     Expect(5, relation, {Text("абв"), Text("ёж"), Text("zeta"), Text("O'Brien")});
     std::vector<TLVValue> many;
     for (const std::string& text : test::FilterTestTexts()) {
@@ -229,6 +241,13 @@ TEST_F(FilterSql, Patterns) {
          {"%", "_", "a%", "%b", "\\", "a\\", "б", "Б", "О'", "ква", "STRA", ""}) {
       Expect(5, relation, {Text(value)});
     }
+  }
+  // '%' and '_' in a value are characters, not wildcards.
+  TLVFilterColumnCollection list;
+  list.SetCaseSensitive(true);
+  list.AddCondition(kColumns[5], dtString, R::rtLike, {Text("_")});
+  for (int32_t id : ExpectAgreement(list)) {
+    EXPECT_NE(table_->GetValue(id, 5).AsText().find('_'), std::string_view::npos);
   }
 }
 
