@@ -392,9 +392,8 @@ TLVFilterEvaluator::TColumn& TLVFilterEvaluator::Read(int32_t slot, const int32_
   // Few rows left alive are gathered; otherwise the whole block is read at once.
   const bool gather = count * kGatherRatio < count_;
   if (gather) {
-    TLVRowIndex at[kLVBlockSize];
-    for (int32_t i = 0; i < count; ++i) at[i] = first_ + rows[i];
-    source_->ReadRows(c.column, at, count, c.block);
+    for (int32_t i = 0; i < count; ++i) gathered_[static_cast<size_t>(i)] = first_ + rows[i];
+    source_->ReadRows(c.column, gathered_.data(), count, c.block);
     c.state = TColumn::TState::csRun;
   } else {
     source_->ReadBlock(c.column, first_, count_, c.block);

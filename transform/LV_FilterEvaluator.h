@@ -65,6 +65,8 @@ class TLVFilterEvaluator {
   TLVRowIndex first_ = 0;
   int32_t count_ = 0;
   std::string upper_;
+  // The source's row numbers of a gather.
+  std::vector<TLVRowIndex> gathered_ = std::vector<TLVRowIndex>(kLVBlockSize);
 };
 
 // The open-time checks: every condition's column is in `columns`, with the type the
