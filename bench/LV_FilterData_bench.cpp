@@ -80,8 +80,8 @@ std::shared_ptr<TLVFilterData> Filter(bool caseSensitive) {
   return node;
 }
 
-// Opening evaluates the list over every parent row (the period's scan of the dates
-// included); the figure is parent rows per second.
+// Opening a node again evaluates the list over every parent row; the dates the period
+// counts from were found by the first open. The figure is parent rows per second.
 void BM_FilterEvaluate(benchmark::State& state) {
   auto node = Filter(state.range(0) != 0);
   Sales();
@@ -92,6 +92,18 @@ void BM_FilterEvaluate(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kRows);
   state.counters["kept_rows"] = static_cast<double>(node->GetRowCount());
 }
+// A node's first open also reads the date column once for its latest date.
+void BM_FilterEvaluateFirstOpen(benchmark::State& state) {
+  Sales();
+  for (auto _ : state) {
+    auto node = Filter(true);
+    node->Open();
+    benchmark::DoNotOptimize(node->GetRowCount());
+  }
+  state.SetItemsProcessed(state.iterations() * kRows);
+}
+BENCHMARK(BM_FilterEvaluateFirstOpen)->Unit(benchmark::kMillisecond);
+
 BENCHMARK(BM_FilterEvaluate)
     ->Arg(1)
     ->Arg(0)
