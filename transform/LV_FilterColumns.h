@@ -76,8 +76,6 @@ enum class TLVQueryForm : uint8_t { qfPlain, qfNullSafe };
 class TLVFilterColumnItem : public TLVCollectionItem {
  public:
   TLVFilterColumnItem();
-  TLVFilterColumnItem(const TLVFilterColumnItem&) = delete;
-  TLVFilterColumnItem& operator=(const TLVFilterColumnItem&) = delete;
 
   TLVDataType GetDataType() const { return dataType_; }
   void SetDataType(TLVDataType value);

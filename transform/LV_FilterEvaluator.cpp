@@ -323,18 +323,8 @@ void TLVFilterEvaluator::CompileNumbers(TCondition& c, const TLVFilterColumnItem
   auto above = [&](double v) { return c.date ? v + 1 : std::nextafter(v, HUGE_VAL); };
   for (const TLVValue& v : values) c.numbers.push_back(NumberOf(v));
   const double v0 = c.numbers.empty() ? 0 : c.numbers.front();
-  switch (c.relation) {
-    case R::rtNotEqual:
-    case R::rtNotBetween:
-    case R::rtNotIn:
-    case R::rtNotFirstPeriod:
-    case R::rtNotLastPeriod:
-    case R::rtIsTrue:
-      c.negated = true;
-      break;
-    default:
-      break;
-  }
+  // "истина" is the negation of "ложь": any present value but zero.
+  c.negated = RelationNegated(c.relation) || c.relation == R::rtIsTrue;
   switch (c.relation) {
     case R::rtLess:
       c.keyTo = v0;

@@ -98,6 +98,7 @@ bool RelationAllowed(TLVRelationType relation, TLVDataType type) {
 bool RelationNegated(TLVRelationType relation) {
   using R = TLVRelationType;
   switch (relation) {
+    case R::rtNotEqual:
     case R::rtNotBetween:
     case R::rtNotIn:
     case R::rtNotLike:

@@ -67,7 +67,8 @@ TLVRelationOperands RelationOperands(TLVRelationType relation);
 // every column of a known type.
 bool RelationAllowed(TLVRelationType relation, TLVDataType type);
 
-// The negated relations: a missing value never satisfies them.
+// The relations that negate another (<>, вне интервала, вне списка, не содержит...,
+// не первый, не последний). A missing value satisfies neither form.
 bool RelationNegated(TLVRelationType relation);
 
 // The parameters of a first/last period.
