@@ -4,8 +4,9 @@
 
 #include "transform/LV_CalcBuiltins.h"
 #include "transform/LV_CalcDataVendor.h"
-#include "transform/LV_CalcPlugin.h"
 #include "transform/LV_CalcFunctions.h"
+#include "transform/LV_CalcPlugin.h"
+#include "transform/LV_FilterVendor.h"
 #include "transform/LV_LineParserErrors.h"
 
 namespace lv {
@@ -22,6 +23,7 @@ void TransformStartup() {
     std::cerr << message << '\n';
   }
   RegisterCalcDataUnits();
+  RegisterFilterVendors();
 }
 
 }  // namespace lv
