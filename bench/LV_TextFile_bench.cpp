@@ -4,15 +4,18 @@
 // typed table: integers, decimals with a comma, dd.mm.yyyy dates, Booleans and texts,
 // the column types given as a user would give them. It reports the throughput and the
 // peak memory the import took next to the size of the finished table. TextExport
-// writes that table back as a delimited file. SplitLines and the Read* benchmarks show
-// the parts of the import on their own.
+// writes that table back as a delimited file. ImportVsNativeReload reads the same file
+// and the native data file of the table it gives, one after the other in every
+// iteration, so that the two are compared under the same load and memory. SplitLines and
+// the Read* benchmarks show the parts of the import on their own.
 //
 // The file is $LV_TEXT_BENCH_FILE; without it, $LV_TEXT_BENCH_ROWS rows (1 000 000 by
 // default) are generated into the temporary folder. The import runs first, so the
 // process's peak memory is the import's. The export writes beside the file, or into
-// $LV_TEXT_EXPORT_DIR.
+// $LV_TEXT_EXPORT_DIR, as does the native data file.
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -26,6 +29,8 @@
 #include "env/LV_EnvStartup.h"
 #include "io/LV_ExportStd.h"
 #include "io/LV_IoStartup.h"
+#include "io/LV_NativeExport.h"
+#include "io/LV_NativeImport.h"
 #include "io/LV_TextFields.h"
 #include "io/LV_TextFile.h"
 #include "io/LV_TextStream.h"
@@ -121,18 +126,20 @@ void TextImport(benchmark::State& state) {
   Imported() = node;
 }
 
+// Where an export writes `name`: $LV_TEXT_EXPORT_DIR (a memory file system shows the
+// export without the disk), else beside the text file.
+std::string ExportPath(const std::string& name) {
+  const char* folder = std::getenv("LV_TEXT_EXPORT_DIR");
+  return folder ? (std::filesystem::path(folder) / name).string() : BenchFile() + "." + name;
+}
+
 void TextExport(benchmark::State& state) {
   auto& table = Imported();
   if (!table) {
     state.SkipWithError("TextImport must run first");
     return;
   }
-  // $LV_TEXT_EXPORT_DIR chooses where the file goes (a memory file system shows the
-  // export without the disk).
-  const char* folder = std::getenv("LV_TEXT_EXPORT_DIR");
-  const std::string target =
-      folder ? (std::filesystem::path(folder) / "lv_text_bench_export.csv").string()
-             : BenchFile() + ".export.csv";
+  const std::string target = ExportPath("lv_text_bench_export.csv");
   TLVExportStd exporter;
   exporter.SetDataSource(table);
   exporter.SetFileName(target);
@@ -143,6 +150,50 @@ void TextExport(benchmark::State& state) {
                                               benchmark::Counter::kIsRate);
   state.counters["file_MB"] = bytes / 1e6;
   std::filesystem::remove(target);
+}
+
+double SecondsOf(const auto& run) {
+  const auto start = std::chrono::steady_clock::now();
+  run();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Each iteration imports the text file, then reloads the native data file of the same
+// table. Every read first drops its own previous table, so both take memory the system
+// has just been given back, and both see the same load on a shared machine.
+void ImportVsNativeReload(benchmark::State& state) {
+  const std::string native = ExportPath("lv_text_bench_native.lvd");
+  std::shared_ptr<TLVTextFile> text;
+  auto reloaded = std::make_shared<TLVNativeImport>();
+  double importSeconds = 0;
+  double reloadSeconds = 0;
+  for (auto _ : state) {
+    text.reset();
+    TLVDataCacheCleanupBuffer::Instance().RunPassNow();
+    text = NewImport();
+    importSeconds += SecondsOf([&] { text->Refresh(); });
+    if (reloaded->GetFileName().empty()) {
+      TLVNativeExport exporter;
+      exporter.SetDataSource(text);
+      exporter.SetExportedAllFields(true);
+      exporter.SetFileName(native);
+      exporter.Execute(nullptr);
+      reloaded->SetFileName(native);
+    }
+    reloaded->Close();
+    TLVDataCacheCleanupBuffer::Instance().RunPassNow();
+    reloadSeconds += SecondsOf([&] { reloaded->Refresh(); });
+    if (reloaded->GetRowCount() != text->GetRowCount()) state.SkipWithError("rows lost");
+  }
+  const auto n = static_cast<double>(state.iterations());
+  state.counters["import_s"] = importSeconds / n;
+  state.counters["reload_s"] = reloadSeconds / n;
+  state.counters["reload_x"] = importSeconds / reloadSeconds;
+  state.counters["native_MB/s"] =
+      static_cast<double>(std::filesystem::file_size(native)) / 1e6 / (reloadSeconds / n);
+  reloaded.reset();
+  text.reset();
+  std::filesystem::remove(native);
 }
 
 // The lines of the first 64 MB of the file, held in memory.
@@ -217,6 +268,7 @@ void ReadDates(benchmark::State& state) {
 
 BENCHMARK(TextImport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
 BENCHMARK(TextExport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(ImportVsNativeReload)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 BENCHMARK(SplitLines)->Unit(benchmark::kMillisecond);
 BENCHMARK(ReadFloats)->Unit(benchmark::kMillisecond);
 BENCHMARK(ReadDates)->Unit(benchmark::kMillisecond);
