@@ -78,6 +78,15 @@ class TLVDataCache {
   // while the cache is open and not cleared.
   uint8_t* AppendRecord() { return SlotAt(AppendRow(), 0); }
 
+  // Sets a string cell of a row from AppendRecord that has not been set since, without
+  // the checks of SetString: for readers that fill whole records. `slot` is the row's
+  // record plus SlotOffset() of a string column.
+  void SetNewString(TLVRowIndex row, uint8_t* slot, std::string_view text) {
+    TLVTextItem* item = text.empty() ? nullptr : PlaceText(row, text);
+    slot[0] = 1;
+    std::memcpy(slot + 1, &item, sizeof(item));
+  }
+
   // Setters must match the column's type exactly (ErrInvalidDataCacheColumn).
   void SetNull(TLVRowIndex row, int32_t column) {
     if (!ValidCell(row, column)) ThrowBadCell(row, column);
