@@ -16,6 +16,8 @@
 #include <string_view>
 #include <utility>
 
+#include "core/LV_Bytes.h"
+
 namespace lv {
 
 struct TLVTextItem {
@@ -39,7 +41,7 @@ struct TLVTextItem {
   static TLVTextItem* Place(void* storage, std::string_view text, bool blockOwned) {
     auto* item = ::new (storage)
         TLVTextItem{{1}, static_cast<uint32_t>(text.size()) | (blockOwned ? kBlockOwned : 0u)};
-    if (!text.empty()) std::memcpy(item->Data(), text.data(), text.size());
+    CopyShortBytes(item->Data(), text.data(), text.size());
     return item;
   }
 

@@ -7,6 +7,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "core/LV_Bytes.h"
 #include "core/LV_DataCache.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Format.h"
@@ -29,42 +30,6 @@ constexpr uint64_t kMinColumnBytes = 4 + 4 + 4 + 3;
 // Output is handed over in pieces of this size; input is read through a buffer of 64 KiB.
 constexpr size_t kOutputChunk = size_t{1} << 20;
 constexpr size_t kInputBuffer = size_t{1} << 16;
-
-bool IsAscii(std::string_view text) {
-  size_t i = 0;
-  for (; i + 8 <= text.size(); i += 8) {
-    uint64_t word;
-    std::memcpy(&word, text.data() + i, sizeof word);
-    if (word & 0x8080808080808080ull) return false;
-  }
-  for (; i < text.size(); ++i) {
-    if (static_cast<unsigned char>(text[i]) >= 0x80) return false;
-  }
-  return true;
-}
-
-// Copies up to a few dozen bytes (a row's cells) without a call to the library.
-inline void CopySmall(uint8_t* to, const uint8_t* from, size_t n) {
-  if (n <= 16) {
-    if (n >= 8) {
-      std::memcpy(to, from, 8);
-      std::memcpy(to + n - 8, from + n - 8, 8);
-    } else if (n >= 4) {
-      std::memcpy(to, from, 4);
-      std::memcpy(to + n - 4, from + n - 4, 4);
-    } else {
-      for (size_t i = 0; i < n; ++i) to[i] = from[i];
-    }
-  } else if (n <= 32) {
-    std::memcpy(to, from, 16);
-    std::memcpy(to + n - 16, from + n - 16, 16);
-  } else if (n <= 64) {
-    std::memcpy(to, from, 32);
-    std::memcpy(to + n - 32, from + n - 32, 32);
-  } else {
-    std::memcpy(to, from, n);
-  }
-}
 
 template <class T>
 void Store(void* at, T value) {
@@ -204,7 +169,7 @@ void TLVNativeFileWriter::WriteStringRow(const std::vector<TLVBlock>& blocks, in
     std::string_view text = block.Strings()[row];
     if (text.empty()) continue;  // present and empty: offset 0, no item
     TItem item{text.data(), 0, text.size()};
-    if (!IsAscii(text)) {
+    if (!IsAsciiText(text)) {
       const size_t start = rowTexts_.size();
       if (!encoder_.Append(text, rowTexts_)) {
         throw ELVError("ErrNativeCellText", {names_[c], rowNumber});
@@ -516,6 +481,10 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
     return static_cast<size_t>(total);
   };
 
+  // The rows are filled as fast as they are read, so the cache may map their memory in
+  // one go; but only for as many rows as the bytes left can hold, whatever the count.
+  cache.ExpectRows(static_cast<TLVRowIndex>(
+      std::min<uint64_t>(header_.rowCount, in.Left() / (head + fixedSize))));
   TLVProgressScope scope(progress, LVText("SNativeImporting"), header_.rowCount);
   uint32_t read = 0;
   while (read < header_.rowCount) {
@@ -530,7 +499,7 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
     for (;;) {
       uint8_t* record = cache.AppendRecord();
       const uint8_t* bytes = at + head;
-      for (const TRun& run : runs) CopySmall(record + run.to, bytes + run.from, run.size);
+      for (const TRun& run : runs) CopyShortBytes(record + run.to, bytes + run.from, run.size);
       if (!texts.empty()) PlaceTexts(cache, texts, bytes, size, fixedSize, record, read);
       at = bytes + size;
       if (++read == stop || static_cast<size_t>(end - at) < head + fixedSize) break;
@@ -552,7 +521,7 @@ void TLVNativeFileReader::PlaceTexts(TLVDataCache& cache, const std::vector<TTex
   const TLVRowIndex row = cache.RowCount() - 1;
   // Every item lies after the fixed part: when all of that is ASCII (item headers of
   // short texts are too), so is every text of the row, and none needs converting.
-  const bool ascii = IsAscii({reinterpret_cast<const char*>(bytes + fixedSize), size - fixedSize});
+  const bool ascii = IsAsciiText({reinterpret_cast<const char*>(bytes + fixedSize), size - fixedSize});
   const bool singleByte = decoder_.Page() != TLVCodePage::cpUTF8;
   for (const TTextCell& cell : texts) {
     const uint8_t* at = bytes + cell.from;
@@ -577,7 +546,7 @@ void TLVNativeFileReader::PlaceTexts(TLVDataCache& cache, const std::vector<TTex
                           static_cast<size_t>(length));
     int32_t& longest = longest_[cell.column];
     int32_t characters = length;
-    if (!ascii && !IsAscii(text)) {
+    if (!ascii && !IsAsciiText(text)) {
       if (singleByte || !IsValidUtf8(text)) {
         decoded_.clear();
         decoder_.Append(text, decoded_);
