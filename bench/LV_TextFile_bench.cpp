@@ -14,10 +14,10 @@
 // process's peak memory is the import's. The export writes beside the file, or into
 // $LV_TEXT_EXPORT_DIR, as does the native data file.
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -135,6 +135,41 @@ std::string ExportPath(const std::string& name) {
   return folder ? (std::filesystem::path(folder) / name).string() : BenchFile() + "." + name;
 }
 
+// Wall and CPU seconds of one call. On a shared machine the CPU time of the calling
+// thread (user and system) is the steadier figure: it leaves out the time spent waiting
+// for a core. The system part is mostly the kernel's work for fresh memory and for the
+// file cache.
+struct TSeconds {
+  double wall = 0;
+  double cpu = 0;
+  double user = 0;
+};
+
+TSeconds ThreadTimes() {
+  rusage usage{};
+  getrusage(RUSAGE_THREAD, &usage);
+  auto seconds = [](const timeval& t) {
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
+  };
+  const double user = seconds(usage.ru_utime);
+  return {0, user + seconds(usage.ru_stime), user};
+}
+
+TSeconds SecondsOf(const auto& run) {
+  const TSeconds before = ThreadTimes();
+  const auto start = std::chrono::steady_clock::now();
+  run();
+  const TSeconds after = ThreadTimes();
+  return {std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
+          after.cpu - before.cpu, after.user - before.user};
+}
+
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const size_t n = values.size();
+  return n == 0 ? 0 : n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
 void TextExport(benchmark::State& state) {
   auto& table = Imported();
   if (!table) {
@@ -146,40 +181,21 @@ void TextExport(benchmark::State& state) {
   exporter.SetDataSource(table);
   exporter.SetFileName(target);
   exporter.SetDelimiter(TLVDelimiterType::dtSemicolon);
-  for (auto _ : state) exporter.Execute();
+  // Every iteration replaces the file of the one before, as exporting again does.
+  std::vector<double> wall, user, system;
+  for (auto _ : state) {
+    const TSeconds t = SecondsOf([&] { exporter.Execute(); });
+    wall.push_back(t.wall);
+    user.push_back(t.user);
+    system.push_back(t.cpu - t.user);
+  }
   const double bytes = static_cast<double>(std::filesystem::file_size(target));
-  state.counters["MB/s"] = benchmark::Counter(bytes * static_cast<double>(state.iterations()) / 1e6,
-                                              benchmark::Counter::kIsRate);
+  state.counters["MB/s"] = bytes / 1e6 / Median(wall);
+  state.counters["user_MB/s"] = bytes / 1e6 / Median(user);
+  state.counters["user_s"] = Median(user);
+  state.counters["sys_s"] = Median(system);
   state.counters["file_MB"] = bytes / 1e6;
   std::filesystem::remove(target);
-}
-
-// Wall and CPU seconds of one call. On a shared machine the CPU time of the calling
-// thread (user and system) is the steadier figure: it leaves out the time spent waiting
-// for a core.
-struct TSeconds {
-  double wall = 0;
-  double cpu = 0;
-};
-
-double ThreadCpuSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-TSeconds SecondsOf(const auto& run) {
-  const double cpu = ThreadCpuSeconds();
-  const auto start = std::chrono::steady_clock::now();
-  run();
-  return {std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
-          ThreadCpuSeconds() - cpu};
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  const size_t n = values.size();
-  return n == 0 ? 0 : n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 // Each iteration imports the text file, then reloads the native data file of the same
@@ -298,7 +314,7 @@ void ReadDates(benchmark::State& state) {
 }
 
 BENCHMARK(TextImport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
-BENCHMARK(TextExport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(TextExport)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 BENCHMARK(ImportVsNativeReload)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
 BENCHMARK(SplitLines)->Unit(benchmark::kMillisecond);
 BENCHMARK(ReadFloats)->Unit(benchmark::kMillisecond);

@@ -2,6 +2,7 @@
 
 #include <fast_float/fast_float.h>
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -203,35 +204,57 @@ TLVDatePattern::TLVDatePattern(std::string_view pattern, char dateSeparator, cha
   for (const TToken& token : tokens_) {
     maxLength_ += token.kind == 0 ? 1 : token.kind == 'y' ? 4 : token.kind == 'z' ? 3 : 2;
   }
+  // A part never has more digits than its width, except a day, month or time part of
+  // width 1 (and a year of width 2 is written as its last two digits).
+  const bool fixed = std::all_of(tokens_.begin(), tokens_.end(), [](const TToken& token) {
+    return token.kind == 0 || token.kind == 'y' || token.kind == 'z' || token.width == 2;
+  });
+  if (fixed) {
+    for (const TToken& token : tokens_) {
+      if (token.kind == 0) {
+        fixedText_ += token.literal;
+        continue;
+      }
+      fixedParts_.push_back(token);
+      fixedOffsets_.push_back(fixedText_.size());
+      fixedText_.append(token.width, '0');
+    }
+  }
+}
+
+int TLVDatePattern::PartOf(const TToken& token, const TLVDateParts& parts) {
+  switch (token.kind) {
+    case 'd':
+      return parts.day;
+    case 'm':
+      return parts.month;
+    case 'y':
+      return token.width == 2 ? parts.year % 100 : parts.year;
+    case 'h':
+      return parts.hour;
+    case 'n':
+      return parts.minute;
+    case 's':
+      return parts.second;
+    default:
+      return parts.millisecond;
+  }
 }
 
 char* TLVDatePattern::Put(const TLVDateParts& parts, char* p) const {
+  if (!fixedText_.empty()) {
+    std::memcpy(p, fixedText_.data(), fixedText_.size());
+    for (size_t i = 0; i < fixedParts_.size(); ++i) {
+      char* at = p + fixedOffsets_[i];
+      PutDigits(at, PartOf(fixedParts_[i], parts), fixedParts_[i].width);
+    }
+    return p + fixedText_.size();
+  }
   for (const TToken& token : tokens_) {
-    switch (token.kind) {
-      case 'd':
-        PutDigits(p, parts.day, token.width);
-        break;
-      case 'm':
-        PutDigits(p, parts.month, token.width);
-        break;
-      case 'y':
-        PutDigits(p, token.width == 2 ? parts.year % 100 : parts.year, token.width);
-        break;
-      case 'h':
-        PutDigits(p, parts.hour, token.width);
-        break;
-      case 'n':
-        PutDigits(p, parts.minute, token.width);
-        break;
-      case 's':
-        PutDigits(p, parts.second, token.width);
-        break;
-      case 'z':
-        PutDigits(p, parts.millisecond, 3);
-        break;
-      default:
-        *p++ = token.literal;
-        break;
+    if (token.kind == 0) {
+      *p++ = token.literal;
+    } else {
+      PutDigits(p, PartOf(token, parts), token.kind == 'z' ? 3 : token.width);
     }
   }
   return p;
@@ -433,16 +456,23 @@ char* PutShortDecimal(double value, char separator, char* out) {
     *out++ = '0';
     return out;
   }
-  // The fewest decimals that read back: at each count the only candidate is the
-  // nearest integer to the scaled value.
-  uint64_t n = 0;
-  int decimals = 0;
-  for (;; ++decimals) {
-    if (decimals >= static_cast<int>(std::size(kPowersOf10))) return nullptr;
-    const double scaled = magnitude * kPowersOf10[decimals];
-    if (scaled >= kScaledLimit) return nullptr;
-    n = static_cast<uint64_t>(scaled + 0.5);
-    if (static_cast<double>(n) / kPowersOf10[decimals] == magnitude) break;
+  // The most decimals the limit allows, from the binary exponent (one step too many
+  // at most). A shorter decimal that reads back is this one with zeros at the end.
+  const int exponent = static_cast<int>(std::bit_cast<uint64_t>(magnitude) >> 52) - 1023;
+  int decimals = 15 - std::clamp((exponent + 1) * 1233 >> 12, 0, 15);
+  if (decimals > 0 && magnitude * kPowersOf10[decimals] >= kScaledLimit) --decimals;
+  const double scaled = magnitude * kPowersOf10[decimals];
+  if (scaled >= kScaledLimit) return nullptr;
+  // Signed conversions are single instructions; the values fit.
+  auto n = static_cast<uint64_t>(static_cast<int64_t>(scaled + 0.5));
+  if (static_cast<double>(static_cast<int64_t>(n)) / kPowersOf10[decimals] != magnitude) {
+    return nullptr;
+  }
+  for (int step : {8, 4, 2, 1}) {
+    if (decimals >= step && n % kIntegerPowersOf10[step] == 0) {
+      n /= kIntegerPowersOf10[step];
+      decimals -= step;
+    }
   }
   // The plain form is n's digits with a point or a leading "0."; the exponent form
   // d.ddd followed by "e+XX" or "e-XX" (two digits of exponent are enough here) has
