@@ -490,8 +490,8 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
   while (read < header_.rowCount) {
     // Rows are decoded where they lie in the input buffer, as many as it holds whole,
     // up to the next report of progress.
-    const auto stop = static_cast<uint32_t>(std::min<uint64_t>(
-        header_.rowCount, (uint64_t{read} / kProgressRows + 1) * kProgressRows));
+    const auto stop = static_cast<uint32_t>(
+        std::min<uint64_t>(header_.rowCount, (uint64_t{read} / kProgressRows + 1) * kProgressRows));
     size_t size = rowSize(in.Peek(head), read);
     const uint8_t* const start = in.Peek(head + size);
     const uint8_t* const end = start + in.Buffered();
@@ -521,7 +521,8 @@ void TLVNativeFileReader::PlaceTexts(TLVDataCache& cache, const std::vector<TTex
   const TLVRowIndex row = cache.RowCount() - 1;
   // Every item lies after the fixed part: when all of that is ASCII (item headers of
   // short texts are too), so is every text of the row, and none needs converting.
-  const bool ascii = IsAsciiText({reinterpret_cast<const char*>(bytes + fixedSize), size - fixedSize});
+  const bool ascii =
+      IsAsciiText({reinterpret_cast<const char*>(bytes + fixedSize), size - fixedSize});
   const bool singleByte = decoder_.Page() != TLVCodePage::cpUTF8;
   for (const TTextCell& cell : texts) {
     const uint8_t* at = bytes + cell.from;

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -212,7 +212,7 @@ TEST(NativeFile, RowsComeWholeWhateverPiecesTheSourceGives) {
   TRows rows;
   for (int i = 0; i < 6000; ++i) {
     rows.push_back({TLVValue::Integer(i),
-                    i % 5 == 4    ? TLVValue::Null(dtString)
+                    i % 5 == 4   ? TLVValue::Null(dtString)
                     : i % 7 == 0 ? TLVValue::String("строка " + std::to_string(i))
                                  : TLVValue::String(std::string(static_cast<size_t>(i % 23), 'q')),
                     TLVValue::Float(i * 0.25)});
