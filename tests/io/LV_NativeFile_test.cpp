@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -190,18 +190,15 @@ TEST(NativeFile, EveryTypeRoundTripsWithMissingValues) {
 // A source that hands out a few bytes at a time, as a pipe or a slow disk may.
 class TTrickleSource : public ILVNativeSource {
  public:
-  explicit TTrickleSource(std::string_view bytes) : bytes_(bytes) {}
+  explicit TTrickleSource(std::string_view bytes) : bytes_(NativeMemorySource(bytes)) {}
   size_t Read(void* to, size_t size) override {
-    const size_t n = std::min({size, bytes_.size() - at_, size_t{1} + at_ % 7});
-    std::memcpy(to, bytes_.data() + at_, n);
-    at_ += n;
-    return n;
+    return bytes_->Read(to, std::min(size, size_t{1} + calls_++ % 7));
   }
-  uint64_t Size() const override { return bytes_.size(); }
+  uint64_t Size() const override { return bytes_->Size(); }
 
  private:
-  std::string_view bytes_;
-  size_t at_ = 0;
+  std::unique_ptr<ILVNativeSource> bytes_;
+  size_t calls_ = 0;
 };
 
 TEST(NativeFile, RowsComeWholeWhateverPiecesTheSourceGives) {
