@@ -61,6 +61,20 @@ void PutDigits(char*& p, int value, int width) {
   p = end;
 }
 
+// Writes `value`, which has at most `width` (2 to 4) digits, with exactly `width`.
+void PutFixedDigits(char* at, int value, int width) {
+  const auto v = static_cast<unsigned>(value);
+  if (width == 2) {
+    std::memcpy(at, kDigitPairs + 2 * (v % 100), 2);
+  } else if (width == 3) {
+    at[0] = static_cast<char>('0' + v / 100 % 10);
+    std::memcpy(at + 1, kDigitPairs + 2 * (v % 100), 2);
+  } else {
+    std::memcpy(at, kDigitPairs + 2 * (v / 100 % 100), 2);
+    std::memcpy(at + 2, kDigitPairs + 2 * (v % 100), 2);
+  }
+}
+
 // h:n[:s[.zzz]] with `separator`, blanks allowed after it.
 bool ReadTime(std::string_view& s, char separator, int& hour, int& minute, int& second,
               int& millisecond) {
@@ -246,7 +260,7 @@ char* TLVDatePattern::Put(const TLVDateParts& parts, char* p) const {
     std::memcpy(p, fixedText_.data(), fixedText_.size());
     for (size_t i = 0; i < fixedParts_.size(); ++i) {
       char* at = p + fixedOffsets_[i];
-      PutDigits(at, PartOf(fixedParts_[i], parts), fixedParts_[i].width);
+      PutFixedDigits(at, PartOf(fixedParts_[i], parts), fixedParts_[i].width);
     }
     return p + fixedText_.size();
   }
@@ -468,11 +482,13 @@ char* PutShortDecimal(double value, char separator, char* out) {
   if (static_cast<double>(static_cast<int64_t>(n)) / kPowersOf10[decimals] != magnitude) {
     return nullptr;
   }
+  // Without branches: how many zeros a value ends with is anyone's guess.
   for (int step : {8, 4, 2, 1}) {
-    if (decimals >= step && n % kIntegerPowersOf10[step] == 0) {
-      n /= kIntegerPowersOf10[step];
-      decimals -= step;
-    }
+    const uint64_t unit = kIntegerPowersOf10[step];
+    const uint64_t shorter = n / unit;
+    const bool take = decimals >= step && shorter * unit == n;
+    n = take ? shorter : n;
+    decimals -= take ? step : 0;
   }
   // The plain form is n's digits with a point or a leading "0."; the exponent form
   // d.ddd followed by "e+XX" or "e-XX" (two digits of exponent are enough here) has
