@@ -4,15 +4,20 @@
 // typed table: integers, decimals with a comma, dd.mm.yyyy dates, Booleans and texts,
 // the column types given as a user would give them. It reports the throughput and the
 // peak memory the import took next to the size of the finished table. TextExport
-// writes that table back as a delimited file. SplitLines and the Read* benchmarks show
-// the parts of the import on their own.
+// writes that table back as a delimited file. ImportVsNativeReload reads the same file
+// and the native data file of the table it gives, one after the other in every
+// iteration, so that the two are compared under the same load and memory. SplitLines and
+// the Read* benchmarks show the parts of the import on their own.
 //
 // The file is $LV_TEXT_BENCH_FILE; without it, $LV_TEXT_BENCH_ROWS rows (1 000 000 by
 // default) are generated into the temporary folder. The import runs first, so the
 // process's peak memory is the import's. The export writes beside the file, or into
-// $LV_TEXT_EXPORT_DIR.
+// $LV_TEXT_EXPORT_DIR, as does the native data file.
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -26,6 +31,8 @@
 #include "env/LV_EnvStartup.h"
 #include "io/LV_ExportStd.h"
 #include "io/LV_IoStartup.h"
+#include "io/LV_NativeExport.h"
+#include "io/LV_NativeImport.h"
 #include "io/LV_TextFields.h"
 #include "io/LV_TextFile.h"
 #include "io/LV_TextStream.h"
@@ -121,28 +128,119 @@ void TextImport(benchmark::State& state) {
   Imported() = node;
 }
 
+// Where an export writes `name`: $LV_TEXT_EXPORT_DIR (a memory file system shows the
+// export without the disk), else beside the text file.
+std::string ExportPath(const std::string& name) {
+  const char* folder = std::getenv("LV_TEXT_EXPORT_DIR");
+  return folder ? (std::filesystem::path(folder) / name).string() : BenchFile() + "." + name;
+}
+
+// Wall and CPU seconds of one call. On a shared machine the CPU time of the calling
+// thread (user and system) is the steadier figure: it leaves out the time spent waiting
+// for a core. The system part is mostly the kernel's work for fresh memory and for the
+// file cache.
+struct TSeconds {
+  double wall = 0;
+  double cpu = 0;
+  double user = 0;
+};
+
+TSeconds ThreadTimes() {
+  rusage usage{};
+  getrusage(RUSAGE_THREAD, &usage);
+  auto seconds = [](const timeval& t) {
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
+  };
+  const double user = seconds(usage.ru_utime);
+  return {0, user + seconds(usage.ru_stime), user};
+}
+
+TSeconds SecondsOf(const auto& run) {
+  const TSeconds before = ThreadTimes();
+  const auto start = std::chrono::steady_clock::now();
+  run();
+  const TSeconds after = ThreadTimes();
+  return {std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
+          after.cpu - before.cpu, after.user - before.user};
+}
+
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const size_t n = values.size();
+  return n == 0 ? 0 : n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
 void TextExport(benchmark::State& state) {
   auto& table = Imported();
   if (!table) {
     state.SkipWithError("TextImport must run first");
     return;
   }
-  // $LV_TEXT_EXPORT_DIR chooses where the file goes (a memory file system shows the
-  // export without the disk).
-  const char* folder = std::getenv("LV_TEXT_EXPORT_DIR");
-  const std::string target =
-      folder ? (std::filesystem::path(folder) / "lv_text_bench_export.csv").string()
-             : BenchFile() + ".export.csv";
+  const std::string target = ExportPath("lv_text_bench_export.csv");
   TLVExportStd exporter;
   exporter.SetDataSource(table);
   exporter.SetFileName(target);
   exporter.SetDelimiter(TLVDelimiterType::dtSemicolon);
-  for (auto _ : state) exporter.Execute();
+  // Every iteration replaces the file of the one before, as exporting again does.
+  std::vector<double> wall, user, system;
+  for (auto _ : state) {
+    const TSeconds t = SecondsOf([&] { exporter.Execute(); });
+    wall.push_back(t.wall);
+    user.push_back(t.user);
+    system.push_back(t.cpu - t.user);
+  }
   const double bytes = static_cast<double>(std::filesystem::file_size(target));
-  state.counters["MB/s"] = benchmark::Counter(bytes * static_cast<double>(state.iterations()) / 1e6,
-                                              benchmark::Counter::kIsRate);
+  state.counters["MB/s"] = bytes / 1e6 / Median(wall);
+  state.counters["user_MB/s"] = bytes / 1e6 / Median(user);
+  state.counters["user_s"] = Median(user);
+  state.counters["sys_s"] = Median(system);
   state.counters["file_MB"] = bytes / 1e6;
   std::filesystem::remove(target);
+}
+
+// Each iteration imports the text file, then reloads the native data file of the same
+// table. Every read first drops its own previous table, so both take memory the system
+// has just been given back, and both see the same load on a shared machine. The figures
+// are medians over the iterations; the ratios are taken iteration by iteration.
+void ImportVsNativeReload(benchmark::State& state) {
+  const std::string native = ExportPath("lv_text_bench_native.lvd");
+  std::shared_ptr<TLVTextFile> text;
+  auto reloaded = std::make_shared<TLVNativeImport>();
+  std::vector<double> import, reload, ratio, importCpu, reloadCpu, ratioCpu;
+  for (auto _ : state) {
+    text.reset();
+    TLVDataCacheCleanupBuffer::Instance().RunPassNow();
+    text = NewImport();
+    const TSeconds i = SecondsOf([&] { text->Refresh(); });
+    if (reloaded->GetFileName().empty()) {
+      TLVNativeExport exporter;
+      exporter.SetDataSource(text);
+      exporter.SetExportedAllFields(true);
+      exporter.SetFileName(native);
+      exporter.Execute(nullptr);
+      reloaded->SetFileName(native);
+    }
+    reloaded->Close();
+    TLVDataCacheCleanupBuffer::Instance().RunPassNow();
+    const TSeconds r = SecondsOf([&] { reloaded->Refresh(); });
+    if (reloaded->GetRowCount() != text->GetRowCount()) state.SkipWithError("rows lost");
+    import.push_back(i.wall);
+    reload.push_back(r.wall);
+    ratio.push_back(i.wall / r.wall);
+    importCpu.push_back(i.cpu);
+    reloadCpu.push_back(r.cpu);
+    ratioCpu.push_back(i.cpu / r.cpu);
+  }
+  state.counters["import_s"] = Median(import);
+  state.counters["reload_s"] = Median(reload);
+  state.counters["reload_x"] = Median(ratio);
+  state.counters["import_cpu_s"] = Median(importCpu);
+  state.counters["reload_cpu_s"] = Median(reloadCpu);
+  state.counters["reload_cpu_x"] = Median(ratioCpu);
+  state.counters["native_MB"] = static_cast<double>(std::filesystem::file_size(native)) / 1e6;
+  reloaded.reset();
+  text.reset();
+  std::filesystem::remove(native);
 }
 
 // The lines of the first 64 MB of the file, held in memory.
@@ -216,7 +314,8 @@ void ReadDates(benchmark::State& state) {
 }
 
 BENCHMARK(TextImport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
-BENCHMARK(TextExport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(TextExport)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+BENCHMARK(ImportVsNativeReload)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
 BENCHMARK(SplitLines)->Unit(benchmark::kMillisecond);
 BENCHMARK(ReadFloats)->Unit(benchmark::kMillisecond);
 BENCHMARK(ReadDates)->Unit(benchmark::kMillisecond);

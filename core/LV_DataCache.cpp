@@ -160,6 +160,7 @@ void TLVDataCache::HandOverBlocks() noexcept {
   rowBlocks_.clear();
   rowCount_ = 0;
   capacity_ = 0;
+  expectedEnd_ = 0;
   allocatedBytes_ = 0;
   textBytes_ = 0;
 }
@@ -173,6 +174,10 @@ void TLVDataCache::AddRowBlock() {
   }
   TBlockStore store;
   store.memory.records = TLVPageBlock(static_cast<size_t>(rowsPerBlock_) * recordSize_);
+  const TLVRowIndex expected = std::clamp<TLVRowIndex>(expectedEnd_ - capacity_, 0, rowsPerBlock_);
+  if (expected > 0) {
+    LVPrefaultPages(store.memory.records.Data(), static_cast<size_t>(expected) * recordSize_);
+  }
   allocatedBytes_ += store.memory.records.Bytes();
   rowBlocks_.push_back(store.memory.records.Data());
   blocks_.push_back(std::move(store));
@@ -203,7 +208,8 @@ TLVRowIndex TLVDataCache::AppendRows(TLVRowIndex count) {
   return first;
 }
 
-TLVTextItem* TLVDataCache::PlaceTextInNewChunk(TBlockStore& store, std::string_view text) {
+TLVTextItem* TLVDataCache::PlaceTextInNewChunk(TLVRowIndex row, TBlockStore& store,
+                                               std::string_view text) {
   if (text.size() > kLVMaxTextLength) throw std::bad_alloc();
   const size_t size = TLVTextItem::StorageSize(text.size());
   auto& chunks = store.memory.textChunks;
@@ -219,6 +225,8 @@ TLVTextItem* TLVDataCache::PlaceTextInNewChunk(TBlockStore& store, std::string_v
     return item;
   }
   TLVPageBlock chunk(kTextChunkBytes);
+  // Rows that are filled at once fill their text chunks too.
+  if (row < expectedEnd_) LVPrefaultPages(chunk.Data(), chunk.Bytes());
   uint8_t* at = chunk.Data();
   store.textCursor = at + size;
   store.textLeft = chunk.Bytes() - size;

@@ -52,6 +52,15 @@ void* LVAllocPages(size_t bytes) {
   return memory;
 }
 
+void LVPrefaultPages(void* memory, size_t bytes) noexcept {
+#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
+  if (memory && bytes > 0) madvise(memory, LVRoundToPages(bytes), MADV_POPULATE_WRITE);
+#else
+  (void)memory;
+  (void)bytes;
+#endif
+}
+
 void LVFreePages(void* memory, size_t bytes) noexcept {
   if (!memory) return;
 #ifdef _WIN32

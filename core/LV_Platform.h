@@ -22,6 +22,11 @@ size_t LVRoundToPages(size_t bytes);
 // Zero-filled, page-aligned memory of LVRoundToPages(bytes) bytes. Pages take physical
 // memory only once touched. Throws std::bad_alloc when the system refuses.
 void* LVAllocPages(size_t bytes);
+// Has the system map `bytes` of memory from LVAllocPages now, in one call, rather than
+// page by page at the first write to each: for memory about to be filled whole, it
+// saves most of the system's work per page. Best effort: where the system cannot, the
+// pages are mapped when first written, as usual.
+void LVPrefaultPages(void* memory, size_t bytes) noexcept;
 // Returns memory from LVAllocPages; `bytes` is the size it was asked for.
 void LVFreePages(void* memory, size_t bytes) noexcept;
 

@@ -5,13 +5,6 @@
 
 namespace lv {
 
-TLVTextItem* TLVTextItem::Place(void* storage, std::string_view text, bool blockOwned) {
-  auto* item = ::new (storage)
-      TLVTextItem{{1}, static_cast<uint32_t>(text.size()) | (blockOwned ? kBlockOwned : 0u)};
-  if (!text.empty()) std::memcpy(item->Data(), text.data(), text.size());
-  return item;
-}
-
 void TLVTextItem::Release() {
   // Block-owned items are never freed here: their block still holds a reference.
   if (refCount.fetch_sub(1, std::memory_order_acq_rel) == 1 && !BlockOwned()) {

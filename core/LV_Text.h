@@ -11,9 +11,12 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "core/LV_Bytes.h"
 
 namespace lv {
 
@@ -35,7 +38,12 @@ struct TLVTextItem {
     return (sizeof(TLVTextItem) + length + alignof(TLVTextItem) - 1) & ~(alignof(TLVTextItem) - 1);
   }
   // Constructs an item in caller-provided storage of StorageSize(text.size()) bytes.
-  static TLVTextItem* Place(void* storage, std::string_view text, bool blockOwned);
+  static TLVTextItem* Place(void* storage, std::string_view text, bool blockOwned) {
+    auto* item = ::new (storage)
+        TLVTextItem{{1}, static_cast<uint32_t>(text.size()) | (blockOwned ? kBlockOwned : 0u)};
+    CopyShortBytes(item->Data(), text.data(), text.size());
+    return item;
+  }
 
   void AddRef() { refCount.fetch_add(1, std::memory_order_relaxed); }
   void Release();

@@ -11,6 +11,7 @@
 #endif
 
 #include "core/LV_Block.h"
+#include "core/LV_Bytes.h"
 #include "core/LV_CodePage.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
@@ -32,9 +33,11 @@ constexpr double kPastLastDay = 2958466.0;
 
 }  // namespace
 
-// Turns blocks of the source into lines of the file. Values are written straight into
-// one buffer, handed to the file whenever a line ends with more than kFlushBytes in
-// it; positions inside the buffer are kept as offsets because it may grow.
+// Turns blocks of the source into lines of the file. Each column of a block is first
+// formatted in one loop of its own into a field area (each field followed by the
+// separator, or by the line end in the last column); then the lines are put together
+// from those fields into one buffer, which goes to the file whenever it holds more
+// than kFlushBytes. Positions inside a buffer are kept as offsets because it may grow.
 class TLVExportStd::TWriter {
  public:
   TWriter(const TLVExportStd& node, TLVSafeFile& file, std::vector<std::string> names)
@@ -43,15 +46,13 @@ class TLVExportStd::TWriter {
         values_(node.FormatSettings()),
         delimiter_(node.EffectiveDelimiter()),
         qualifier_(node.GetLimiterString()),
-        valueNull_(node.GetValueNull()),
-        valueTrue_(node.GetValueTrue()),
-        valueFalse_(node.GetValueFalse()),
         charSetName_(DisplayText(node.GetCharSet())),
         numberRoom_(std::max(TLVTextValueWriter::kMaxNumberLength, values_.MaxDateTimeLength())),
-        buffer_(kFlushBytes + kSlackBytes) {
+        buffer_(kFlushBytes + kSlackBytes),
+        columns_(names_.size()) {
     const TLVCodePage page = CodePageOf(node.GetCharSet());
     if (page == TLVCodePage::cpUTF8) {
-      Put(kUtf8Bom);
+      Put(buffer_, used_, kUtf8Bom);
     } else {
       encoder_.emplace(page);
     }
@@ -59,6 +60,14 @@ class TLVExportStd::TWriter {
       special_[static_cast<unsigned char>(c)] = true;
     }
     special_[0] = delimiter_ == '\0';
+    // Short texts are checked as sixteen bytes padded with a character that is never
+    // special.
+    for (char c = 'a'; c <= 'z'; ++c) {
+      if (!special_[static_cast<unsigned char>(c)]) {
+        padding_.fill(c);
+        break;
+      }
+    }
 #if defined(__SSE2__)
     // Without a qualifier the qualifier's place repeats CR, which is special anyway.
     const char specials[kSpecialCount] = {delimiter_, qualifier_ != '\0' ? qualifier_ : '\r', '\r',
@@ -72,24 +81,48 @@ class TLVExportStd::TWriter {
     numberCharacters += node.GetDateFormat() + node.GetTimeFormat();
     numberCharacters += {node.GetDateDelimiter(), node.GetTimeDelimiter()};
     for (char c : numberCharacters) checkNumbers_ |= special_[static_cast<unsigned char>(c)];
+    // The texts of missing values and of Booleans are the same in every row: they are
+    // made ready for the file once.
+    nullField_ = Prepared(node.GetValueNull());
+    trueField_ = Prepared(node.GetValueTrue());
+    falseField_ = Prepared(node.GetValueFalse());
   }
 
   void WriteTitle() {
     for (size_t c = 0; c < names_.size(); ++c) {
-      if (c > 0) PutChar(delimiter_);
-      PutText(names_[c], c, 0);
+      if (c > 0) PutChar(buffer_, used_, delimiter_);
+      PutText(buffer_, used_, names_[c], c, 0);
     }
-    EndLine();
+    Put(buffer_, used_, "\r\n");
   }
 
   void WriteRows(const std::vector<TLVBlock>& blocks, TLVRowIndex first, int32_t count) {
-    for (int32_t r = 0; r < count; ++r) {
-      for (size_t c = 0; c < blocks.size(); ++c) {
-        if (c > 0) PutChar(delimiter_);
-        PutCell(blocks[c], r, c, first + r + 1);
+    failure_.reset();
+    size_t bytes = 0;
+    for (size_t c = 0; c < blocks.size(); ++c) {
+      const std::string_view end =
+          c + 1 < blocks.size() ? std::string_view(&delimiter_, 1) : "\r\n";
+      try {
+        FormatColumn(blocks[c], c, first, count, end);
+      } catch (const ELVError& e) {
+        // The first failing row is reported, as if the rows had been written one by one.
+        if (!failure_ || failedRow_ < failure_->row) failure_ = TFailure{failedRow_, e};
       }
-      EndLine();
+      bytes += columns_[c].used;
     }
+    if (failure_) throw failure_->error;
+
+    char* out = Room(buffer_, used_, bytes);
+    for (int32_t r = 0; r < count; ++r) {
+      for (const TFields& fields : columns_) {
+        const size_t from = fields.ends[static_cast<size_t>(r)];
+        const size_t size = fields.ends[static_cast<size_t>(r) + 1] - from;
+        CopyShortBytes(out, fields.text.data() + from, size);
+        out += size;
+      }
+    }
+    used_ += bytes;
+    if (used_ >= kFlushBytes) Flush();
   }
 
   void Flush() {
@@ -98,127 +131,215 @@ class TLVExportStd::TWriter {
   }
 
  private:
-  // Room kept past kFlushBytes so that a line rarely makes the buffer grow.
+  // Room kept past kFlushBytes so that a block rarely makes the buffer grow.
   static constexpr size_t kSlackBytes = size_t{256} << 10;
 
-  char* Room(size_t bytes) {
-    if (buffer_.size() - used_ < bytes) buffer_.resize(std::max(buffer_.size() * 2, used_ + bytes));
-    return buffer_.data() + used_;
+  // The fields of one column of a block: field r is text[ends[r], ends[r + 1]).
+  struct TFields {
+    std::vector<char> text;
+    size_t used = 0;
+    std::vector<size_t> ends;
+  };
+  // A text made ready for the file once: its bytes, or the error its first use raises.
+  struct TPrepared {
+    std::string bytes;
+    bool special = false;
+    bool unencodable = false;
+  };
+  struct TFailure {
+    TLVRowIndex row;
+    ELVError error;
+  };
+
+  static char* Room(std::vector<char>& buffer, size_t used, size_t bytes) {
+    if (buffer.size() - used < bytes) buffer.resize(std::max(buffer.size() * 2, used + bytes));
+    return buffer.data() + used;
   }
-  void PutChar(char c) {
-    *Room(1) = c;
-    ++used_;
+  static void PutChar(std::vector<char>& buffer, size_t& used, char c) {
+    *Room(buffer, used, 1) = c;
+    ++used;
   }
-  void Put(std::string_view bytes) {
+  static void Put(std::vector<char>& buffer, size_t& used, std::string_view bytes) {
     if (bytes.empty()) return;  // an empty view may have no data pointer at all
-    std::memcpy(Room(bytes.size()), bytes.data(), bytes.size());
-    used_ += bytes.size();
+    CopyShortBytes(Room(buffer, used, bytes.size()), bytes.data(), bytes.size());
+    used += bytes.size();
   }
 
-  void EndLine() {
-    Put("\r\n");
-    if (used_ >= kFlushBytes) Flush();
-  }
-
-  void PutCell(const TLVBlock& block, int32_t r, size_t column, TLVRowIndex row) {
-    const auto at = static_cast<size_t>(r);
-    if (block.IsNull(r)) {
-      PutText(valueNull_, column, row);
-      return;
-    }
-    if (block.Type() == TLVDataType::dtString) {
-      PutText(block.Strings()[at], column, row);
-      return;
-    }
-    if (block.Type() == TLVDataType::dtBoolean) {
-      PutText(block.Numbers()[at] != 0 ? valueTrue_ : valueFalse_, column, row);
-      return;
-    }
-    const size_t start = used_;
-    char* out = Room(numberRoom_);
-    switch (block.Type()) {
-      case TLVDataType::dtInteger:
-        used_ = static_cast<size_t>(values_.PutInteger(block.Integers()[at], out) - buffer_.data());
-        break;
-      case TLVDataType::dtDateTime: {
-        const double days = block.Numbers()[at];
-        char* end = days >= kFirstDay && days < kPastLastDay ? values_.PutDateTime(days, out)
-                                                             : values_.PutFloat(days, out);
-        used_ = static_cast<size_t>(end - buffer_.data());
-        break;
+  // Formats rows [0, count) of one column into its field area, each field followed by
+  // `end`. On failure failedRow_ tells the row.
+  void FormatColumn(const TLVBlock& block, size_t column, TLVRowIndex first, int32_t count,
+                    std::string_view end) {
+    TFields& fields = columns_[column];
+    fields.used = 0;
+    fields.ends.resize(static_cast<size_t>(count) + 1);
+    fields.ends[0] = 0;
+    std::vector<char>& text = fields.text;
+    size_t& used = fields.used;
+    const uint8_t* valid = block.Valid();
+    // One field after another; a missing value is the same everywhere.
+    auto each = [&](auto&& put) {
+      for (int32_t r = 0; r < count; ++r) {
+        failedRow_ = first + r + 1;
+        if (valid[r]) {
+          put(r);
+        } else {
+          PutPrepared(text, used, nullField_, column, failedRow_);
+        }
+        CopyShortBytes(Room(text, used, end.size()), end.data(), end.size());
+        used += end.size();
+        fields.ends[static_cast<size_t>(r) + 1] = used;
       }
+    };
+    // A number may hold the separator (a comma as both decimal point and separator).
+    auto number = [&](auto&& write) {
+      each([&](int32_t r) {
+        const size_t start = used;
+        used = static_cast<size_t>(write(r, Room(text, used, numberRoom_)) - text.data());
+        if (checkNumbers_) Qualify(text, used, start, column, failedRow_);
+      });
+    };
+    switch (block.Type()) {
+      case TLVDataType::dtString:
+        each([&](int32_t r) { PutText(text, used, block.Strings()[r], column, failedRow_); });
+        break;
+      case TLVDataType::dtBoolean:
+        each([&](int32_t r) {
+          PutPrepared(text, used, block.Numbers()[r] != 0 ? trueField_ : falseField_, column,
+                      failedRow_);
+        });
+        break;
+      case TLVDataType::dtInteger:
+        number([&](int32_t r, char* out) { return values_.PutInteger(block.Integers()[r], out); });
+        break;
+      case TLVDataType::dtDateTime:
+        number([&](int32_t r, char* out) {
+          const double days = block.Numbers()[r];
+          return days >= kFirstDay && days < kPastLastDay ? values_.PutDateTime(days, out)
+                                                          : values_.PutFloat(days, out);
+        });
+        break;
       default:
-        used_ = static_cast<size_t>(values_.PutFloat(block.Numbers()[at], out) - buffer_.data());
+        number([&](int32_t r, char* out) { return values_.PutFloat(block.Numbers()[r], out); });
         break;
     }
-    // A number may hold the separator (a comma as both decimal point and separator).
-    if (checkNumbers_) Qualify(start, column, row);
+  }
+
+  // A text as it goes into the file, checked once.
+  TPrepared Prepared(std::string_view text) const {
+    TPrepared prepared;
+    bool high = false;
+    prepared.special = Scan(text.data(), text.data() + text.size(), high);
+    if (encoder_ && high) {
+      prepared.unencodable = !encoder_->Append(text, prepared.bytes);
+      bool ignored;
+      prepared.special =
+          Scan(prepared.bytes.data(), prepared.bytes.data() + prepared.bytes.size(), ignored);
+    } else {
+      prepared.bytes = text;
+    }
+    if (prepared.special && qualifier_ != '\0') {
+      std::string enclosed(1, qualifier_);
+      for (char c : prepared.bytes) {
+        if (c == qualifier_) enclosed += qualifier_;
+        enclosed += c;
+      }
+      prepared.bytes = enclosed + qualifier_;
+    }
+    return prepared;
+  }
+  void PutPrepared(std::vector<char>& buffer, size_t& used, const TPrepared& prepared,
+                   size_t column, TLVRowIndex row) {
+    if (prepared.unencodable) ThrowCharSet(column, row);
+    if (prepared.special && qualifier_ == '\0') ThrowNoQualifier(column, row);
+    Put(buffer, used, prepared.bytes);
   }
 
   // Writes a UTF-8 text in the file's code page, qualified when it needs to be. `row`
   // is the row's number from 1, or 0 for the title line.
-  void PutText(std::string_view text, size_t column, TLVRowIndex row) {
-    const size_t start = used_;
+  void PutText(std::vector<char>& buffer, size_t& used, std::string_view text, size_t column,
+               TLVRowIndex row) {
+    const size_t start = used;
     bool high = false;
     const bool special = Scan(text.data(), text.data() + text.size(), high);
     if (!encoder_ || !high) {
       // ASCII and UTF-8 texts are written as they are: what was found in them holds.
-      Put(text);
-      if (special) Enclose(start, column, row);
+      Put(buffer, used, text);
+      if (special) Enclose(buffer, used, start, column, row);
       return;
     }
     encoded_.clear();
-    if (!encoder_->Append(text, encoded_)) {
-      if (row == 0) throw ELVError("ErrExportTitleCharSet", {names_[column], charSetName_});
-      throw ELVError("ErrExportCharSet", {names_[column], row, charSetName_});
-    }
-    Put(encoded_);
-    Qualify(start, column, row);
+    if (!encoder_->Append(text, encoded_)) ThrowCharSet(column, row);
+    Put(buffer, used, encoded_);
+    Qualify(buffer, used, start, column, row);
   }
 
   // Whether [p, end) holds a character that makes a field need qualifiers; `high` is
-  // set when it holds bytes above 0x7F. One pass, sixteen bytes at a time.
+  // set when it holds bytes above 0x7F. One pass, sixteen bytes at a time; a short rest
+  // is checked as sixteen bytes too, the last ones of the text or, in a text shorter
+  // than that, a padded copy.
   bool Scan(const char* p, const char* end, bool& high) const {
     int hits = 0;
     int highBits = 0;
 #if defined(__SSE2__)
-    for (; end - p >= 16; p += 16) {
-      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    auto check = [&](const char* at) {
+      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
       __m128i found = _mm_setzero_si128();
       for (const __m128i& c : specialVectors_)
         found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, c));
       hits |= _mm_movemask_epi8(found);
       highBits |= _mm_movemask_epi8(bytes);
+    };
+    const size_t size = static_cast<size_t>(end - p);
+    for (; end - p >= 16; p += 16) check(p);
+    if (p < end) {
+      if (size >= 16) {
+        check(end - 16);
+      } else {
+        std::array<char, 16> padded = padding_;
+        std::memcpy(padded.data(), p, static_cast<size_t>(end - p));
+        check(padded.data());
+      }
     }
-#endif
+#else
     for (; p < end; ++p) {
       hits |= special_[static_cast<unsigned char>(*p)] ? 1 : 0;
       highBits |= static_cast<unsigned char>(*p) & 0x80;
     }
+#endif
     high = highBits != 0;
     return hits != 0;
   }
 
   // Qualifies what was written from `start` on when it needs it.
-  void Qualify(size_t start, size_t column, TLVRowIndex row) {
+  void Qualify(std::vector<char>& buffer, size_t& used, size_t start, size_t column,
+               TLVRowIndex row) {
     bool high;
-    if (Scan(buffer_.data() + start, buffer_.data() + used_, high)) Enclose(start, column, row);
+    if (Scan(buffer.data() + start, buffer.data() + used, high)) {
+      Enclose(buffer, used, start, column, row);
+    }
   }
 
   // Puts what was written from `start` on within qualifiers, doubling those inside.
-  void Enclose(size_t start, size_t column, TLVRowIndex row) {
-    if (qualifier_ == '\0') {
-      if (row == 0) throw ELVError("ErrExportTitleNoQualifier", {names_[column]});
-      throw ELVError("ErrExportNoQualifier", {names_[column], row});
-    }
-    const std::string text(buffer_.data() + start, buffer_.data() + used_);
-    used_ = start;
-    PutChar(qualifier_);
+  void Enclose(std::vector<char>& buffer, size_t& used, size_t start, size_t column,
+               TLVRowIndex row) {
+    if (qualifier_ == '\0') ThrowNoQualifier(column, row);
+    const std::string text(buffer.data() + start, buffer.data() + used);
+    used = start;
+    PutChar(buffer, used, qualifier_);
     for (char c : text) {
-      if (c == qualifier_) PutChar(qualifier_);
-      PutChar(c);
+      if (c == qualifier_) PutChar(buffer, used, qualifier_);
+      PutChar(buffer, used, c);
     }
-    PutChar(qualifier_);
+    PutChar(buffer, used, qualifier_);
+  }
+
+  [[noreturn]] void ThrowCharSet(size_t column, TLVRowIndex row) const {
+    if (row == 0) throw ELVError("ErrExportTitleCharSet", {names_[column], charSetName_});
+    throw ELVError("ErrExportCharSet", {names_[column], row, charSetName_});
+  }
+  [[noreturn]] void ThrowNoQualifier(size_t column, TLVRowIndex row) const {
+    if (row == 0) throw ELVError("ErrExportTitleNoQualifier", {names_[column]});
+    throw ELVError("ErrExportNoQualifier", {names_[column], row});
   }
 
   TLVSafeFile& file_;
@@ -226,21 +347,25 @@ class TLVExportStd::TWriter {
   TLVTextValueWriter values_;
   char delimiter_;
   char qualifier_;
-  std::string valueNull_;
-  std::string valueTrue_;
-  std::string valueFalse_;
   std::string charSetName_;
   size_t numberRoom_;
   std::optional<TLVCodePageEncoder> encoder_;
   std::array<bool, 256> special_{};
+  std::array<char, 16> padding_{};
 #if defined(__SSE2__)
   static constexpr size_t kSpecialCount = 5;
   __m128i specialVectors_[kSpecialCount];
 #endif
   bool checkNumbers_ = false;
+  TPrepared nullField_;
+  TPrepared trueField_;
+  TPrepared falseField_;
   std::vector<char> buffer_;
   size_t used_ = 0;
+  std::vector<TFields> columns_;
   std::string encoded_;
+  TLVRowIndex failedRow_ = 0;
+  std::optional<TFailure> failure_;
 };
 
 // --- TLVExportStd ---

@@ -7,6 +7,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "core/LV_Bytes.h"
 #include "core/LV_DataCache.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Format.h"
@@ -29,19 +30,6 @@ constexpr uint64_t kMinColumnBytes = 4 + 4 + 4 + 3;
 // Output is handed over in pieces of this size; input is read through a buffer of 64 KiB.
 constexpr size_t kOutputChunk = size_t{1} << 20;
 constexpr size_t kInputBuffer = size_t{1} << 16;
-
-bool IsAscii(std::string_view text) {
-  size_t i = 0;
-  for (; i + 8 <= text.size(); i += 8) {
-    uint64_t word;
-    std::memcpy(&word, text.data() + i, sizeof word);
-    if (word & 0x8080808080808080ull) return false;
-  }
-  for (; i < text.size(); ++i) {
-    if (static_cast<unsigned char>(text[i]) >= 0x80) return false;
-  }
-  return true;
-}
 
 template <class T>
 void Store(void* at, T value) {
@@ -181,7 +169,7 @@ void TLVNativeFileWriter::WriteStringRow(const std::vector<TLVBlock>& blocks, in
     std::string_view text = block.Strings()[row];
     if (text.empty()) continue;  // present and empty: offset 0, no item
     TItem item{text.data(), 0, text.size()};
-    if (!IsAscii(text)) {
+    if (!IsAsciiText(text)) {
       const size_t start = rowTexts_.size();
       if (!encoder_.Append(text, rowTexts_)) {
         throw ELVError("ErrNativeCellText", {names_[c], rowNumber});
@@ -310,7 +298,8 @@ std::unique_ptr<ILVNativeSource> NativeMemorySource(std::string_view bytes) {
 // --- TLVNativeFileReader ---
 
 // A buffered input that hands out runs of bytes in place. Every request is checked
-// against the bytes the source has left before anything is allocated for it.
+// against the bytes the source has left before anything is allocated for it, and no
+// more than those are ever read.
 class TLVNativeFileReader::TInput {
  public:
   explicit TInput(std::unique_ptr<ILVNativeSource> source)
@@ -320,56 +309,55 @@ class TLVNativeFileReader::TInput {
 
   // `n` bytes, valid until the next call.
   const uint8_t* Take(size_t n) {
-    if (n <= end_ - at_) [[likely]] {
-      const uint8_t* bytes = buffer_.data() + at_;
-      at_ += n;
-      left_ -= n;
-      return bytes;
-    }
-    return TakeSlow(n);
+    const uint8_t* bytes = Peek(n);
+    Skip(n);
+    return bytes;
   }
   template <class T>
   T Get() {
     return Load<T>(Take(sizeof(T)));
   }
 
+  // At least `n` bytes from the current position, not taken, valid until the next call.
+  const uint8_t* Peek(size_t n) {
+    if (n > end_ - at_) [[unlikely]]
+      Refill(n);
+    return buffer_.data() + at_;
+  }
+  // The bytes buffered from the current position on.
+  size_t Buffered() const { return end_ - at_; }
+  // Takes `n` (at most Buffered()) bytes.
+  void Skip(size_t n) {
+    at_ += n;
+    left_ -= n;
+  }
+
  private:
-  const uint8_t* TakeSlow(size_t n) {
+  // Keeps what is buffered and reads on until at least `n` bytes are.
+  void Refill(size_t n) {
     if (n > left_) throw ELVError("ErrNativeTruncated");
     const size_t held = end_ - at_;
-    uint8_t* to;
-    if (n <= buffer_.size()) {
-      std::memmove(buffer_.data(), buffer_.data() + at_, held);
-      to = buffer_.data();
-      end_ = held + Fill(to + held, n - held, buffer_.size() - held);
-      at_ = n;
-    } else {
-      large_.resize(n);
-      to = large_.data();
-      std::memcpy(to, buffer_.data() + at_, held);
-      Fill(to + held, n - held, n - held);
-      at_ = end_ = 0;
+    std::memmove(buffer_.data(), buffer_.data() + at_, held);
+    at_ = 0;
+    end_ = held;
+    // A row larger than the buffer gets a buffer of its size, which the check above
+    // bounds by what the file really holds.
+    if (n > buffer_.size()) buffer_.resize(n);
+    const size_t room =
+        static_cast<size_t>(std::min<uint64_t>(buffer_.size() - held, left_ - held));
+    while (end_ < n) {
+      const size_t got = source_->Read(buffer_.data() + end_, room - (end_ - held));
+      if (got == 0) throw ELVError("ErrNativeTruncated");  // the source shrank
+      end_ += got;
     }
-    left_ -= n;
-    return to;
-  }
-  // Reads at least `need` and at most `room` bytes to `to`.
-  size_t Fill(uint8_t* to, size_t need, size_t room) {
-    size_t got = 0;
-    while (got < need) {
-      const size_t n = source_->Read(to + got, room - got);
-      if (n == 0) throw ELVError("ErrNativeTruncated");  // the source shrank
-      got += n;
-    }
-    return got;
   }
 
   std::unique_ptr<ILVNativeSource> source_;
+  // Bytes not taken yet, the buffered ones included.
   uint64_t left_;
   std::vector<uint8_t> buffer_;
   size_t at_ = 0;
   size_t end_ = 0;
-  std::vector<uint8_t> large_;
 };
 
 TLVNativeFileReader::TLVNativeFileReader(std::unique_ptr<ILVNativeSource> source, TLVCodePage page)
@@ -460,13 +448,6 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
   // How a row's fixed part maps onto a cache record: runs of value cells are laid out
   // alike on both sides and are copied whole; text cells are placed one by one; cells
   // without values have nothing to copy (their slots stay missing).
-  struct TRun {
-    size_t from, to, size;
-  };
-  struct TTextCell {
-    size_t from;
-    int32_t column;
-  };
   const TLVNativeLayout layout(header_.cellTypes);
   std::vector<TRun> runs;
   std::vector<TTextCell> texts;
@@ -475,7 +456,7 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
     const size_t from = layout.CellOffset(c);
     const size_t to = cache.SlotOffset(static_cast<int32_t>(c));
     if (type == TLVDataType::dtString) {
-      texts.push_back({from, static_cast<int32_t>(c)});
+      texts.push_back({from, to, c});
     } else if (type != TLVDataType::dtNone) {
       const size_t size = TLVNativeLayout::CellSize(type);
       if (!runs.empty() && runs.back().from + runs.back().size == from &&
@@ -487,69 +468,98 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
     }
   }
 
-  const bool singleByte = decoder_.Page() != TLVCodePage::cpUTF8;
-  std::string decoded;
   TInput& in = *input_;
   const size_t fixedSize = layout.FixedSize();
+  // Rows of tables with texts start with their size.
+  const size_t head = layout.HasStrings() ? sizeof(int32_t) : 0;
+  auto rowSize = [&](const uint8_t* at, uint32_t row) {
+    if (head == 0) return fixedSize;
+    const auto total = Load<int32_t>(at);
+    if (total < 0 || static_cast<size_t>(total) < fixedSize) {
+      throw ELVError("ErrNativeBadRow", {int64_t{row} + 1});
+    }
+    return static_cast<size_t>(total);
+  };
+
+  // The rows are filled as fast as they are read, so the cache may map their memory in
+  // one go; but only for as many rows as the bytes left can hold, whatever the count.
+  cache.ExpectRows(static_cast<TLVRowIndex>(
+      std::min<uint64_t>(header_.rowCount, in.Left() / (head + fixedSize))));
   TLVProgressScope scope(progress, LVText("SNativeImporting"), header_.rowCount);
   uint32_t read = 0;
   while (read < header_.rowCount) {
-    size_t size = fixedSize;
-    if (layout.HasStrings()) {
-      const auto total = in.Get<int32_t>();
-      if (total < 0 || static_cast<size_t>(total) < fixedSize) {
-        throw ELVError("ErrNativeBadRow", {int64_t{read} + 1});
-      }
-      size = static_cast<size_t>(total);
+    // Rows are decoded where they lie in the input buffer, as many as it holds whole,
+    // up to the next report of progress.
+    const auto stop = static_cast<uint32_t>(
+        std::min<uint64_t>(header_.rowCount, (uint64_t{read} / kProgressRows + 1) * kProgressRows));
+    size_t size = rowSize(in.Peek(head), read);
+    const uint8_t* const start = in.Peek(head + size);
+    const uint8_t* const end = start + in.Buffered();
+    const uint8_t* at = start;
+    for (;;) {
+      uint8_t* record = cache.AppendRecord();
+      const uint8_t* bytes = at + head;
+      for (const TRun& run : runs) CopyShortBytes(record + run.to, bytes + run.from, run.size);
+      if (!texts.empty()) PlaceTexts(cache, texts, bytes, size, fixedSize, record, read);
+      at = bytes + size;
+      if (++read == stop || static_cast<size_t>(end - at) < head + fixedSize) break;
+      size = rowSize(at, read);
+      if (static_cast<size_t>(end - at) < head + size) break;
     }
-    const uint8_t* bytes = in.Take(size);
-    uint8_t* record = cache.AppendRecord();
-    for (const TRun& run : runs) std::memcpy(record + run.to, bytes + run.from, run.size);
-
-    const TLVRowIndex row = cache.RowCount() - 1;
-    for (const TTextCell& cell : texts) {
-      const uint8_t* at = bytes + cell.from;
-      if (at[0] == 0) continue;
-      const auto offset = Load<int32_t>(at + 1);
-      if (offset == 0) {
-        cache.SetString(row, cell.column, {});
-        continue;
-      }
-      // The item's header lies after the fixed part, its characters and the closing
-      // zero inside the row.
-      if (offset < 0 || static_cast<size_t>(offset) < fixedSize + kItemHeader ||
-          static_cast<size_t>(offset) >= size) {
-        throw ELVError("ErrNativeBadRow", {int64_t{read} + 1});
-      }
-      const auto length = Load<int32_t>(bytes + offset - sizeof(int32_t));
-      if (length < 0 || static_cast<size_t>(length) >= size - static_cast<size_t>(offset)) {
-        throw ELVError("ErrNativeBadRow", {int64_t{read} + 1});
-      }
-      std::string_view text(reinterpret_cast<const char*>(bytes + offset),
-                            static_cast<size_t>(length));
-      int32_t& longest = longest_[static_cast<size_t>(cell.column)];
-      int32_t characters = length;
-      if (!IsAscii(text)) {
-        if (singleByte || !IsValidUtf8(text)) {
-          decoded.clear();
-          decoder_.Append(text, decoded);
-          text = decoded;
-        }
-        // A single-byte page has one character per byte; UTF-8 is counted only when it
-        // could beat the longest so far (it never has more characters than bytes).
-        if (!singleByte && length > longest) characters = static_cast<int32_t>(Utf8Length(text));
-      }
-      longest = std::max(longest, characters);
-      cache.SetString(row, cell.column, text);
-    }
-
-    ++read;
+    in.Skip(static_cast<size_t>(at - start));
     if (progress && read % kProgressRows == 0) {
       progress->SetPosition(read);
       if (progress->Cancelled()) break;
     }
   }
   return read;
+}
+
+void TLVNativeFileReader::PlaceTexts(TLVDataCache& cache, const std::vector<TTextCell>& texts,
+                                     const uint8_t* bytes, size_t size, size_t fixedSize,
+                                     uint8_t* record, uint32_t read) {
+  const TLVRowIndex row = cache.RowCount() - 1;
+  // Every item lies after the fixed part: when all of that is ASCII (item headers of
+  // short texts are too), so is every text of the row, and none needs converting.
+  const bool ascii =
+      IsAsciiText({reinterpret_cast<const char*>(bytes + fixedSize), size - fixedSize});
+  const bool singleByte = decoder_.Page() != TLVCodePage::cpUTF8;
+  for (const TTextCell& cell : texts) {
+    const uint8_t* at = bytes + cell.from;
+    if (at[0] == 0) continue;
+    uint8_t* slot = record + cell.to;
+    const auto offset = Load<int32_t>(at + 1);
+    if (offset == 0) {
+      cache.SetNewString(row, slot, {});
+      continue;
+    }
+    // The item's header lies after the fixed part, its characters and the closing
+    // zero inside the row.
+    if (offset < 0 || static_cast<size_t>(offset) < fixedSize + kItemHeader ||
+        static_cast<size_t>(offset) >= size) {
+      throw ELVError("ErrNativeBadRow", {int64_t{read} + 1});
+    }
+    const auto length = Load<int32_t>(bytes + offset - sizeof(int32_t));
+    if (length < 0 || static_cast<size_t>(length) >= size - static_cast<size_t>(offset)) {
+      throw ELVError("ErrNativeBadRow", {int64_t{read} + 1});
+    }
+    std::string_view text(reinterpret_cast<const char*>(bytes + offset),
+                          static_cast<size_t>(length));
+    int32_t& longest = longest_[cell.column];
+    int32_t characters = length;
+    if (!ascii && !IsAsciiText(text)) {
+      if (singleByte || !IsValidUtf8(text)) {
+        decoded_.clear();
+        decoder_.Append(text, decoded_);
+        text = decoded_;
+      }
+      // A single-byte page has one character per byte; UTF-8 is counted only when it
+      // could beat the longest so far (it never has more characters than bytes).
+      if (!singleByte && length > longest) characters = static_cast<int32_t>(Utf8Length(text));
+    }
+    longest = std::max(longest, characters);
+    cache.SetNewString(row, slot, text);
+  }
 }
 
 void RegisterNativeFileTexts() {

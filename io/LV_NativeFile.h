@@ -196,9 +196,23 @@ class TLVNativeFileReader {
 
  private:
   class TInput;
+  // Where the bytes of a run of value cells go in a cache record.
+  struct TRun {
+    size_t from, to, size;
+  };
+  // A text cell: its place in the fixed part and in the record, and its column.
+  struct TTextCell {
+    size_t from, to, column;
+  };
+
+  // Places the texts of a row (`size` bytes from its fixed part on) that was just
+  // appended as `record`; `read` counts the rows before it.
+  void PlaceTexts(TLVDataCache& cache, const std::vector<TTextCell>& texts, const uint8_t* bytes,
+                  size_t size, size_t fixedSize, uint8_t* record, uint32_t read);
 
   std::unique_ptr<TInput> input_;
   TLVCodePageDecoder decoder_;
+  std::string decoded_;
   TLVNativeHeader header_;
   std::vector<int32_t> longest_;
   bool headerRead_ = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "core/LV_Bytes.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "env/LV_Logger.h"

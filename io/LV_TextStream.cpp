@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "core/LV_Bytes.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 
@@ -18,19 +19,6 @@ namespace {
 constexpr std::string_view kUtf8Bom = "\xEF\xBB\xBF";
 
 }  // namespace
-
-bool IsAsciiText(std::string_view text) {
-  const char* p = text.data();
-  size_t n = text.size();
-  uint64_t bits = 0;
-  for (; n >= 8; p += 8, n -= 8) {
-    uint64_t word;
-    std::memcpy(&word, p, sizeof word);
-    bits |= word;
-  }
-  for (; n > 0; ++p, --n) bits |= static_cast<unsigned char>(*p);
-  return (bits & 0x8080808080808080ull) == 0;
-}
 
 // --- TLVTextStream ---
 

@@ -89,9 +89,6 @@ class TLVTextDecoder {
   TLVCodePageDecoder decoder_;
 };
 
-// Whether every byte of `text` is below 0x80.
-bool IsAsciiText(std::string_view text);
-
 void RegisterTextStreamTexts();
 
 }  // namespace lv

@@ -2,7 +2,10 @@
 
 #include <fast_float/fast_float.h>
 
+#include <algorithm>
+#include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -38,17 +41,38 @@ int ReadDigits(std::string_view& s, int maxDigits, int& value) {
   return count;
 }
 
+// "00" to "99", for writing two digits at a time.
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
 // Writes `value` (0 to 9999, as every part of a date is) with at least `width` digits.
 void PutDigits(char*& p, int value, int width) {
-  const auto v = static_cast<unsigned>(value) % 10000;
+  auto v = static_cast<unsigned>(value) % 10000;
   const int digits = v >= 1000 ? 4 : v >= 100 ? 3 : v >= 10 ? 2 : 1;
-  const int n = digits > width ? digits : width;
-  unsigned rest = v;
-  for (int i = n - 1; i >= 0; --i) {
-    p[i] = static_cast<char>('0' + rest % 10);
-    rest /= 10;
+  char* const end = p + (digits > width ? digits : width);
+  char* q = end;
+  for (; q - p >= 2; v /= 100) {
+    q -= 2;
+    std::memcpy(q, kDigitPairs + 2 * (v % 100), 2);
   }
-  p += n;
+  if (q > p) *p = static_cast<char>('0' + v % 10);
+  p = end;
+}
+
+// Writes `value`, which has at most `width` (2 to 4) digits, with exactly `width`.
+void PutFixedDigits(char* at, int value, int width) {
+  const auto v = static_cast<unsigned>(value);
+  if (width == 2) {
+    std::memcpy(at, kDigitPairs + 2 * (v % 100), 2);
+  } else if (width == 3) {
+    at[0] = static_cast<char>('0' + v / 100 % 10);
+    std::memcpy(at + 1, kDigitPairs + 2 * (v % 100), 2);
+  } else {
+    std::memcpy(at, kDigitPairs + 2 * (v / 100 % 100), 2);
+    std::memcpy(at + 2, kDigitPairs + 2 * (v % 100), 2);
+  }
 }
 
 // h:n[:s[.zzz]] with `separator`, blanks allowed after it.
@@ -101,20 +125,21 @@ bool DayNumber(int year, int month, int day, double& days) {
   return true;
 }
 
-// The calendar date of a whole day number (days since 1899-12-30, years 1 to 9999).
+// The calendar date of a whole day number (days since 1899-12-30, years 1 to 9999), in
+// closed form: the year is counted from 1 March, so that the leap day comes last and
+// the months before it follow a fixed pattern of lengths (153 days every 5 months).
 void CalendarDate(int64_t dayNumber, int& year, int& month, int& day) {
-  const int64_t n = dayNumber + kDayOfEpoch;
-  // 146097 days make 400 years: the estimate is off by a year at most.
-  int64_t y = n * 400 / 146097 + 1;
-  while (DaysBeforeYear(y) >= n) --y;
-  while (DaysBeforeYear(y + 1) < n) ++y;
-  const auto dayOfYear = static_cast<int>(n - DaysBeforeYear(y));
-  const int leapDay = IsLeapYear(y) ? 1 : 0;
-  int m = 12;
-  while (m > 1 && dayOfYear <= kMonthStart[m - 1] + (m > 2 ? leapDay : 0)) --m;
-  year = static_cast<int>(y);
-  month = m;
-  day = dayOfYear - kMonthStart[m - 1] - (m > 2 ? leapDay : 0);
+  // Days since 0000-03-01; the years asked for make it positive.
+  const int64_t z = dayNumber + kDayOfEpoch + 305;
+  const int64_t era = z / 146097;
+  const int64_t dayOfEra = z - era * 146097;
+  const int64_t yearOfEra =
+      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const int64_t shiftedMonth = (5 * dayOfYear + 2) / 153;  // 0 is March
+  day = static_cast<int>(dayOfYear - (153 * shiftedMonth + 2) / 5 + 1);
+  month = static_cast<int>(shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9);
+  year = static_cast<int>(era * 400 + yearOfEra + (month <= 2 ? 1 : 0));
 }
 
 bool SameTextIgnoringCase(std::string_view text, const std::string& expected) {
@@ -193,35 +218,57 @@ TLVDatePattern::TLVDatePattern(std::string_view pattern, char dateSeparator, cha
   for (const TToken& token : tokens_) {
     maxLength_ += token.kind == 0 ? 1 : token.kind == 'y' ? 4 : token.kind == 'z' ? 3 : 2;
   }
+  // A part never has more digits than its width, except a day, month or time part of
+  // width 1 (and a year of width 2 is written as its last two digits).
+  const bool fixed = std::all_of(tokens_.begin(), tokens_.end(), [](const TToken& token) {
+    return token.kind == 0 || token.kind == 'y' || token.kind == 'z' || token.width == 2;
+  });
+  if (fixed) {
+    for (const TToken& token : tokens_) {
+      if (token.kind == 0) {
+        fixedText_ += token.literal;
+        continue;
+      }
+      fixedParts_.push_back(token);
+      fixedOffsets_.push_back(fixedText_.size());
+      fixedText_.append(token.width, '0');
+    }
+  }
+}
+
+int TLVDatePattern::PartOf(const TToken& token, const TLVDateParts& parts) {
+  switch (token.kind) {
+    case 'd':
+      return parts.day;
+    case 'm':
+      return parts.month;
+    case 'y':
+      return token.width == 2 ? parts.year % 100 : parts.year;
+    case 'h':
+      return parts.hour;
+    case 'n':
+      return parts.minute;
+    case 's':
+      return parts.second;
+    default:
+      return parts.millisecond;
+  }
 }
 
 char* TLVDatePattern::Put(const TLVDateParts& parts, char* p) const {
+  if (!fixedText_.empty()) {
+    std::memcpy(p, fixedText_.data(), fixedText_.size());
+    for (size_t i = 0; i < fixedParts_.size(); ++i) {
+      char* at = p + fixedOffsets_[i];
+      PutFixedDigits(at, PartOf(fixedParts_[i], parts), fixedParts_[i].width);
+    }
+    return p + fixedText_.size();
+  }
   for (const TToken& token : tokens_) {
-    switch (token.kind) {
-      case 'd':
-        PutDigits(p, parts.day, token.width);
-        break;
-      case 'm':
-        PutDigits(p, parts.month, token.width);
-        break;
-      case 'y':
-        PutDigits(p, token.width == 2 ? parts.year % 100 : parts.year, token.width);
-        break;
-      case 'h':
-        PutDigits(p, parts.hour, token.width);
-        break;
-      case 'n':
-        PutDigits(p, parts.minute, token.width);
-        break;
-      case 's':
-        PutDigits(p, parts.second, token.width);
-        break;
-      case 'z':
-        PutDigits(p, parts.millisecond, 3);
-        break;
-      default:
-        *p++ = token.literal;
-        break;
+    if (token.kind == 0) {
+      *p++ = token.literal;
+    } else {
+      PutDigits(p, PartOf(token, parts), token.kind == 'z' ? 3 : token.width);
     }
   }
   return p;
@@ -370,7 +417,107 @@ TLVTextValueWriter::TLVTextValueWriter(const TLVFormatSettings& fs)
       date_(fs.shortDateFormat, fs.dateSeparator, fs.timeSeparator),
       time_(fs.longTimeFormat, fs.dateSeparator, fs.timeSeparator) {}
 
+namespace {
+
+constexpr double kPowersOf10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+constexpr uint64_t kIntegerPowersOf10[] = {1,
+                                           10,
+                                           100,
+                                           1000,
+                                           10000,
+                                           100000,
+                                           1000000,
+                                           10000000,
+                                           100000000,
+                                           1000000000,
+                                           10000000000,
+                                           100000000000,
+                                           1000000000000,
+                                           10000000000000,
+                                           100000000000000,
+                                           1000000000000000};
+// Scaled values stay below this, where a double's step is at most 1/8: the nearest
+// integer to the scaled value is then found exactly, and at most one decimal of a given
+// length lies close enough to the value to read back as it.
+constexpr double kScaledLimit = 1125899906842624.0;  // 2^50
+
+// Writes `n` with exactly `width` digits, zeros in front, and returns the end.
+char* PutPadded(char* out, uint64_t n, int width) {
+  char* const end = out + width;
+  char* q = end;
+  for (; q - out >= 2; n /= 100) {
+    q -= 2;
+    std::memcpy(q, kDigitPairs + 2 * (n % 100), 2);
+  }
+  if (q > out) *out = static_cast<char>('0' + n % 10);
+  return end;
+}
+
+// Most numbers of tables are short decimals (prices, quantities, amounts). For those the
+// shortest text that reads back as the same double is found by scaling to integers and
+// checking the division back, which is exact: a text of n with k decimals reads as
+// the double nearest to n / 10^k, and that is what the division of the two (exact)
+// doubles gives. This is many times cheaper than the general shortest search, and it
+// writes the same text std::to_chars does: the same digits, in the plain form whenever
+// that form is not longer than the exponent form. Returns null, having written
+// nothing, for the numbers it leaves to std::to_chars.
+char* PutShortDecimal(double value, char separator, char* out) {
+  const double magnitude = std::fabs(value);
+  if (!(magnitude < kScaledLimit)) return nullptr;  // also infinities and NaN
+  if (magnitude == 0) {
+    if (std::signbit(value)) *out++ = '-';
+    *out++ = '0';
+    return out;
+  }
+  // The most decimals the limit allows, from the binary exponent (one step too many
+  // at most). A shorter decimal that reads back is this one with zeros at the end.
+  const int exponent = static_cast<int>(std::bit_cast<uint64_t>(magnitude) >> 52) - 1023;
+  int decimals = 15 - std::clamp((exponent + 1) * 1233 >> 12, 0, 15);
+  if (decimals > 0 && magnitude * kPowersOf10[decimals] >= kScaledLimit) --decimals;
+  const double scaled = magnitude * kPowersOf10[decimals];
+  if (scaled >= kScaledLimit) return nullptr;
+  // Signed conversions are single instructions; the values fit.
+  auto n = static_cast<uint64_t>(static_cast<int64_t>(scaled + 0.5));
+  if (static_cast<double>(static_cast<int64_t>(n)) / kPowersOf10[decimals] != magnitude) {
+    return nullptr;
+  }
+  // Without branches: how many zeros a value ends with is anyone's guess.
+  for (int step : {8, 4, 2, 1}) {
+    const uint64_t unit = kIntegerPowersOf10[step];
+    const uint64_t shorter = n / unit;
+    const bool take = decimals >= step && shorter * unit == n;
+    n = take ? shorter : n;
+    decimals -= take ? step : 0;
+  }
+  // The plain form is n's digits with a point or a leading "0."; the exponent form
+  // d.ddd followed by "e+XX" or "e-XX" (two digits of exponent are enough here) has
+  // the digits without the zeros at the end, which only a whole number can have.
+  const auto bits = static_cast<unsigned>(64 - std::countl_zero(n));
+  const int guess = static_cast<int>(bits * 1233 >> 12);  // about log10(2) * bits
+  const int digits = guess + (n >= kIntegerPowersOf10[guess] ? 1 : 0);
+  int significant = digits;
+  if (decimals == 0) {
+    for (uint64_t m = n; m % 10 == 0; m /= 10) --significant;
+  }
+  const int plain = decimals == 0 ? digits : digits > decimals ? digits + 1 : decimals + 2;
+  if (plain > significant + (significant > 1 ? 1 : 0) + 4) return nullptr;
+  if (value < 0) *out++ = '-';
+  if (decimals == 0) return PutPadded(out, n, digits);
+  const uint64_t unit = kIntegerPowersOf10[decimals];
+  if (digits > decimals) {
+    out = PutPadded(out, n / unit, digits - decimals);
+  } else {
+    *out++ = '0';
+  }
+  *out++ = separator;
+  return PutPadded(out, n % unit, decimals);
+}
+
+}  // namespace
+
 char* TLVTextValueWriter::PutFloat(double value, char* out) const {
+  if (char* end = PutShortDecimal(value, decimalSeparator_, out)) return end;
   char* end = std::to_chars(out, out + kMaxNumberLength, value).ptr;
   if (decimalSeparator_ != '.') {
     for (char* p = out; p < end; ++p) {

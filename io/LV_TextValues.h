@@ -52,10 +52,17 @@ class TLVDatePattern {
     uint8_t width;
     char literal;
   };
+  static int PartOf(const TToken& token, const TLVDateParts& parts);
+
   std::vector<TToken> tokens_;
   size_t maxLength_ = 0;
   bool hasTime_ = false;
   bool hasMilliseconds_ = false;
+  // A pattern whose every part has a fixed width is written by copying its text and
+  // filling in the digits of its parts (fixedParts_, at fixedOffsets_); empty otherwise.
+  std::string fixedText_;
+  std::vector<TToken> fixedParts_;
+  std::vector<size_t> fixedOffsets_;
 };
 
 class TLVTextValueReader {

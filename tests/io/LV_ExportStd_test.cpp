@@ -150,6 +150,140 @@ TEST_F(ExportStd, FieldsAreQualifiedOnlyWhenTheyHaveTo) {
             "У набора данных \"Выгрузка\" не задан источник данных");
 }
 
+// Values of every kind that take different paths through the formatting: the shortest
+// decimals, numbers that only the exponent form writes short, dates with and without a
+// time, days outside the years a date can show, texts in the file's code page and texts
+// that need qualifiers.
+std::shared_ptr<TTestTable> AwkwardTable() {
+  using enum TLVDataType;
+  const double inf = std::numeric_limits<double>::infinity();
+  const double floats[] = {0.0,
+                           -0.0,
+                           0.001,
+                           0.0001,
+                           1e-7,
+                           123456.789,
+                           1e6,
+                           100.0,
+                           1e15,
+                           1e16,
+                           1e21,
+                           0.1 + 0.2,
+                           1.0 / 3,
+                           5e-324,
+                           1e300,
+                           -1.25,
+                           2.5,
+                           123456789012.0625,
+                           inf,
+                           -inf,
+                           1e22,
+                           -98765.4321,
+                           4503599627370497.0};
+  const double days[] = {0,
+                         *EncodeDateTime(2024, 2, 29),
+                         45000.5,
+                         45000.0 + 1.0 / 86400000,
+                         -1.25,
+                         1e7,
+                         -700000,
+                         2958465.9999999,
+                         36526.25,
+                         *EncodeDateTime(1, 1, 1),
+                         *EncodeDateTime(9999, 12, 31, 23, 59, 59, 999)};
+  const char* texts[] = {"", "plain", "a;b", "say \"hi\"", "Ёлка", "line\r\nbreak", "\x1A", "NULL"};
+  const int32_t integers[] = {0, -2147483647 - 1, 2147483647, 42, -1, 1000000, 7};
+  TRows rows;
+  for (size_t i = 0; i < std::size(floats); ++i) {
+    auto maybe = [&](TLVDataType type, TLVValue value) {
+      return i % 6 == 5 ? TLVValue::Null(type) : value;
+    };
+    rows.push_back(
+        {maybe(dtInteger, TLVValue::Integer(integers[i % std::size(integers)])),
+         TLVValue::Float(floats[i]),
+         maybe(dtDateTime, TLVValue::DateTime(days[i % std::size(days)])),
+         maybe(dtBoolean, TLVValue::Boolean(i % 2 == 0)),
+         i % 9 == 8 ? TLVValue::Null(dtString) : TLVValue::String(texts[i % std::size(texts)])});
+  }
+  return std::make_shared<TTestTable>(std::vector<TTestTable::TColumn>{{"Id", dtInteger},
+                                                                       {"X", dtFloat},
+                                                                       {"Day", dtDateTime},
+                                                                       {"Flag", dtBoolean},
+                                                                       {"T", dtString}},
+                                      rows);
+}
+
+TEST_F(ExportStd, AwkwardValuesToTheByte) {
+  auto exporter = Exporter(AwkwardTable(), "awkward.csv");
+  exporter->SetValueNull("NULL");
+  exporter->SetValueTrue("Да");
+  exporter->Execute();
+  // "Да" and "Ёлка" in Windows-1251.
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "awkward.csv"),
+            "Id;X;Day;Flag;T\r\n"
+            "0;0;30.12.1899;\xC4\xE0;\r\n"
+            "-2147483648;-0;29.02.2024;false;plain\r\n"
+            "2147483647;0,001;15.03.2023 12:00:00;\xC4\xE0;\"a;b\"\r\n"
+            "42;1e-04;15.03.2023 00:00:00.001;false;\"say \"\"hi\"\"\"\r\n"
+            "-1;1e-07;29.12.1899 06:00:00;\xC4\xE0;\xA8\xEB\xEA\xE0\r\n"
+            "NULL;123456,789;NULL;NULL;\"line\r\n"
+            "break\"\r\n"
+            "7;1e+06;-7e+05;\xC4\xE0;\"\x1A\"\r\n"
+            "0;100;31.12.9999 23:59:59.991;false;NULL\r\n"
+            "-2147483648;1e+15;01.01.2000 06:00:00;\xC4\xE0;NULL\r\n"
+            "2147483647;1e+16;01.01.0001;false;plain\r\n"
+            "42;1e+21;31.12.9999 23:59:59.999;\xC4\xE0;\"a;b\"\r\n"
+            "NULL;0,30000000000000004;NULL;NULL;\"say \"\"hi\"\"\"\r\n"
+            "1000000;0,3333333333333333;29.02.2024;\xC4\xE0;\xA8\xEB\xEA\xE0\r\n"
+            "7;5e-324;15.03.2023 12:00:00;false;\"line\r\n"
+            "break\"\r\n"
+            "0;1e+300;15.03.2023 00:00:00.001;\xC4\xE0;\"\x1A\"\r\n"
+            "-2147483648;-1,25;29.12.1899 06:00:00;false;NULL\r\n"
+            "2147483647;2,5;1e+07;\xC4\xE0;\r\n"
+            "NULL;123456789012,0625;NULL;NULL;NULL\r\n"
+            "-1;inf;31.12.9999 23:59:59.991;\xC4\xE0;\"a;b\"\r\n"
+            "1000000;-inf;01.01.2000 06:00:00;false;\"say \"\"hi\"\"\"\r\n"
+            "7;1e+22;01.01.0001;\xC4\xE0;\xA8\xEB\xEA\xE0\r\n"
+            "0;-98765,4321;31.12.9999 23:59:59.999;false;\"line\r\n"
+            "break\"\r\n"
+            "-2147483648;4503599627370497;30.12.1899;\xC4\xE0;\"\x1A\"\r\n");
+  // A comma as the separator and as the decimal point, and a date format of variable width.
+  exporter->SetDelimiter(TLVDelimiterType::dtComma);
+  exporter->SetDateFormat("d/m/yy");
+  exporter->SetDateDelimiter('-');
+  exporter->SetTimeFormat("h:nn");
+  exporter->SetValueNull("");
+  exporter->Execute();
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "awkward.csv"),
+            "Id,X,Day,Flag,T\r\n"
+            "0,0,30-12-99,\xC4\xE0,\r\n"
+            "-2147483648,-0,29-2-24,false,plain\r\n"
+            "2147483647,\"0,001\",15-3-23 12:00,\xC4\xE0,a;b\r\n"
+            "42,1e-04,15-3-23 0:00.001,false,\"say \"\"hi\"\"\"\r\n"
+            "-1,1e-07,29-12-99 6:00,\xC4\xE0,\xA8\xEB\xEA\xE0\r\n"
+            ",\"123456,789\",,,\"line\r\n"
+            "break\"\r\n"
+            "7,1e+06,-7e+05,\xC4\xE0,\"\x1A\"\r\n"
+            "0,100,31-12-99 23:59.991,false,NULL\r\n"
+            "-2147483648,1e+15,1-1-00 6:00,\xC4\xE0,\r\n"
+            "2147483647,1e+16,1-1-01,false,plain\r\n"
+            "42,1e+21,31-12-99 23:59.999,\xC4\xE0,a;b\r\n"
+            ",\"0,30000000000000004\",,,\"say \"\"hi\"\"\"\r\n"
+            "1000000,\"0,3333333333333333\",29-2-24,\xC4\xE0,\xA8\xEB\xEA\xE0\r\n"
+            "7,5e-324,15-3-23 12:00,false,\"line\r\n"
+            "break\"\r\n"
+            "0,1e+300,15-3-23 0:00.001,\xC4\xE0,\"\x1A\"\r\n"
+            "-2147483648,\"-1,25\",29-12-99 6:00,false,NULL\r\n"
+            "2147483647,\"2,5\",1e+07,\xC4\xE0,\r\n"
+            ",\"123456789012,0625\",,,\r\n"
+            "-1,inf,31-12-99 23:59.991,\xC4\xE0,a;b\r\n"
+            "1000000,-inf,1-1-00 6:00,false,\"say \"\"hi\"\"\"\r\n"
+            "7,1e+22,1-1-01,\xC4\xE0,\xA8\xEB\xEA\xE0\r\n"
+            "0,\"-98765,4321\",31-12-99 23:59.999,false,\"line\r\n"
+            "break\"\r\n"
+            "-2147483648,4503599627370497,30-12-99,\xC4\xE0,\"\x1A\"\r\n");
+}
+
 TEST_F(ExportStd, FailuresLeaveThePreviousFileAndNoPartialOne) {
   const std::string previous = "the previous contents\r\n";
   test::WriteWholeFile(dir_ / "out.csv", previous);

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -183,6 +185,51 @@ TEST(NativeFile, EveryTypeRoundTripsWithMissingValues) {
   }
   columns[0].caption = "日本";  // Windows-1251 has no such characters
   EXPECT_THROW(Encode(columns, {}), ELVError);
+}
+
+// A source that hands out a few bytes at a time, as a pipe or a slow disk may.
+class TTrickleSource : public ILVNativeSource {
+ public:
+  explicit TTrickleSource(std::string_view bytes) : bytes_(NativeMemorySource(bytes)) {}
+  size_t Read(void* to, size_t size) override {
+    return bytes_->Read(to, std::min(size, size_t{1} + calls_++ % 7));
+  }
+  uint64_t Size() const override { return bytes_->Size(); }
+
+ private:
+  std::unique_ptr<ILVNativeSource> bytes_;
+  size_t calls_ = 0;
+};
+
+TEST(NativeFile, RowsComeWholeWhateverPiecesTheSourceGives) {
+  // Enough rows for several fillings of the reader's buffer, so that rows are cut at
+  // every place between two fillings; a Cyrillic text in every seventh row.
+  const std::vector<TLVNativeColumn> columns{
+      kA, kS, {2, "X", "", TLVDataKind::dkContinuous, TLVDataStatus::dsUsable, dtFloat}};
+  TRows rows;
+  for (int i = 0; i < 6000; ++i) {
+    rows.push_back({TLVValue::Integer(i),
+                    i % 5 == 4   ? TLVValue::Null(dtString)
+                    : i % 7 == 0 ? TLVValue::String("строка " + std::to_string(i))
+                                 : TLVValue::String(std::string(static_cast<size_t>(i % 23), 'q')),
+                    TLVValue::Float(i * 0.25)});
+  }
+  const std::string bytes = Encode(columns, rows);
+  ASSERT_GT(bytes.size(), size_t{3} << 16);
+  TLVNativeFileReader reader(std::make_unique<TTrickleSource>(bytes), TLVCodePage::cpWindows1251);
+  reader.ReadHeader();
+  TLVDataCache cache;
+  cache.SetColumns(reader.CacheColumns());
+  cache.SetRowBlockBytes(size_t{16} << 10);  // many blocks, each with texts of its own
+  cache.Open();
+  ASSERT_EQ(reader.ReadRows(cache, nullptr), 6000);
+  for (TLVRowIndex r = 0; r < cache.RowCount(); ++r) {
+    for (int32_t c = 0; c < 3; ++c) {
+      ASSERT_EQ(cache.GetValue(r, c), rows[static_cast<size_t>(r)][static_cast<size_t>(c)])
+          << r << " " << c;
+    }
+  }
+  EXPECT_EQ(reader.LongestTexts(), (std::vector<int32_t>{0, 22, 0}));
 }
 
 TEST(NativeFile, RefusesForeignAndDamagedFiles) {

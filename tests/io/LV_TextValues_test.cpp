@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <optional>
+#include <string>
 
 namespace lv {
 namespace {
@@ -126,6 +129,69 @@ TEST(TextValues, WrittenValuesReadBackExactly) {
             "05.03.2024 07:08:09.010");
   EXPECT_EQ(Written([&](char* out) { return writer.PutFloat(-2.5, out); }), "-2,5");
   EXPECT_EQ(Written([&](char* out) { return writer.PutInteger(-7, out); }), "-7");
+}
+
+TEST(TextValues, FloatsAreWrittenAsTheLibrarysShortestText) {
+  // Short decimals take a path of their own; every number must come out exactly as the
+  // library's shortest form (with the node's decimal separator) would have it.
+  uint64_t state = 42;
+  auto next = [&] {
+    uint64_t z = (state += 0x9E3779B97F4A7C15ull);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    return z ^ (z >> 31);
+  };
+  std::vector<double> values = {
+      0.001,     0.0001, 1e5,     120000, 1125899906842623.0, 1125899906842624.0,
+      0.1 + 0.2, 1e-15,  9.5e-16, 1.0 / 3};
+  for (int i = 0; i < 100000; ++i) {
+    const uint64_t bits = next();
+    const double sign = bits & 1 ? -1.0 : 1.0;
+    // Decimals of 0 to 17 places and up to 16 digits, integers with zeros at the end,
+    // and any bit pattern at all.
+    const auto places = static_cast<int>((bits >> 1) % 18);
+    const auto digits = static_cast<int>((bits >> 6) % 16) + 1;
+    const double mantissa =
+        static_cast<double>(next() % static_cast<uint64_t>(std::pow(10, digits)));
+    values.push_back(sign * mantissa / std::pow(10.0, places));
+    values.push_back(sign * mantissa * std::pow(10.0, places % 8));
+    double any;
+    const uint64_t raw = next();
+    std::memcpy(&any, &raw, sizeof any);
+    if (std::isfinite(any)) values.push_back(any);
+  }
+  for (char decimal : {',', '.'}) {
+    TLVTextValueWriter writer(Formats(decimal, "dd.mm.yyyy", '.'));
+    for (double x : values) {
+      char expected[64];
+      std::string library(expected, std::to_chars(expected, expected + sizeof expected, x).ptr);
+      for (char& c : library) c = c == '.' ? decimal : c;
+      ASSERT_EQ(Written([&](char* out) { return writer.PutFloat(x, out); }), library);
+    }
+  }
+}
+
+TEST(TextValues, EveryDayOfTheCalendarIsWrittenByItsDate) {
+  TLVTextValueWriter writer(Formats(',', "dd.mm.yyyy", '.'));
+  const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  double day = *EncodeDateTime(1, 1, 1);
+  char expected[] = "dd.mm.yyyy";
+  char written[32];
+  for (int year = 1; year <= 9999; ++year) {
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    for (int month = 1; month <= 12; ++month) {
+      const int last = lengths[month - 1] + (month == 2 && leap ? 1 : 0);
+      for (int d = 1; d <= last; ++d, ++day) {
+        const int parts[] = {d / 10,      d % 10,          month / 10,     month % 10,
+                             year / 1000, year / 100 % 10, year / 10 % 10, year % 10};
+        const int at[] = {0, 1, 3, 4, 6, 7, 8, 9};
+        for (int k = 0; k < 8; ++k) expected[at[k]] = static_cast<char>('0' + parts[k]);
+        const char* end = writer.PutDateTime(day, written);
+        ASSERT_EQ(std::string_view(written, static_cast<size_t>(end - written)),
+                  std::string_view(expected));
+      }
+    }
+  }
 }
 
 }  // namespace
