@@ -227,10 +227,19 @@ struct TLVFilterEvaluator::TCondition {
   // Texts.
   std::string value;
   std::vector<std::string> texts;
+  // Rows the test has seen and kept so far.
+  int64_t tested = 0;
+  int64_t passed = 0;
 
-  // The order of evaluation within a run: numbers first, then dates (their keys cost
-  // more), then texts, so that the dearest tests see the fewest rows.
-  int Cost(const std::vector<TColumn>& columns) const;
+  // The order of evaluation within a run before anything is known of the data: numbers
+  // and dates first (a date is compared over thresholds of its raw value, as cheap as a
+  // number), then texts, so that the dearest tests see the fewest rows.
+  int Cost() const;
+  // Cost per row dropped, from what the test has kept so far; lower goes first.
+  double Rank() const {
+    const double keptShare = tested > 0 ? static_cast<double>(passed) / static_cast<double>(tested) : 0.5;
+    return (Cost() + 1) / std::max(0.01, 1 - keptShare);
+  }
 };
 
 struct TLVFilterEvaluator::TColumn {
@@ -251,9 +260,9 @@ struct TLVFilterEvaluator::TColumn {
   std::vector<uint8_t> valid;
 };
 
-int TLVFilterEvaluator::TCondition::Cost(const std::vector<TColumn>& columns) const {
+int TLVFilterEvaluator::TCondition::Cost() const {
   if (text) return upper ? 3 : 2;
-  return columns[static_cast<size_t>(slot)].type == TLVDataType::dtDateTime ? 1 : 0;
+  return 0;
 }
 
 TLVFilterEvaluator::TLVFilterEvaluator(const TLVFilterColumnCollection& list,
@@ -305,9 +314,15 @@ TLVFilterEvaluator::TLVFilterEvaluator(const TLVFilterColumnCollection& list,
   for (size_t r = 0; r + 1 < runs_.size(); ++r) {
     std::stable_sort(conditions_.begin() + static_cast<std::ptrdiff_t>(runs_[r]),
                      conditions_.begin() + static_cast<std::ptrdiff_t>(runs_[r + 1]),
-                     [&](const TCondition& a, const TCondition& b) {
-                       return a.Cost(columns_) < b.Cost(columns_);
-                     });
+                     [](const TCondition& a, const TCondition& b) { return a.Cost() < b.Cost(); });
+  }
+}
+
+void TLVFilterEvaluator::ReorderRuns() {
+  for (size_t r = 0; r + 1 < runs_.size(); ++r) {
+    std::stable_sort(conditions_.begin() + static_cast<std::ptrdiff_t>(runs_[r]),
+                     conditions_.begin() + static_cast<std::ptrdiff_t>(runs_[r + 1]),
+                     [](const TCondition& a, const TCondition& b) { return a.Rank() < b.Rank(); });
   }
 }
 
@@ -572,6 +587,13 @@ void TLVFilterEvaluator::SelectRows(ILVDataSource& source, TLVRowIndex first, in
     for (int32_t i = 0; i < count; ++i) selected.push_back(first + i);
     return;
   }
+  // The data decides the order of the tests once enough of it has been seen, and again
+  // now and then in case it changes along the table.
+  constexpr int32_t kBlocksBetweenReorders = 64;
+  if (++blocksSinceReorder_ == kBlocksBetweenReorders) {
+    ReorderRuns();
+    blocksSinceReorder_ = 0;
+  }
   source_ = &source;
   first_ = first;
   count_ = count;
@@ -588,7 +610,10 @@ void TLVFilterEvaluator::SelectRows(ILVDataSource& source, TLVRowIndex first, in
       n += kept[r] ? 0 : 1;
     }
     for (size_t i = runs_[run]; i < runs_[run + 1] && n > 0; ++i) {
-      n = Keep(conditions_[i], alive, n, alive);
+      TCondition& condition = conditions_[i];
+      condition.tested += n;
+      n = Keep(condition, alive, n, alive);
+      condition.passed += n;
     }
     if (runCount == 1) {
       // One run: its rows are the answer, already in order.

@@ -56,11 +56,15 @@ class TLVFilterEvaluator {
   int32_t KeepInterval(const TCondition& condition, const double* x, int32_t* kept) const;
   // The column of `slot` with its values for at least the `count` given rows.
   TColumn& Read(int32_t slot, const int32_t* rows, int32_t count);
+  // Orders each run of AND-joined conditions so that the tests that drop the most rows
+  // for their cost come first, by what they have dropped so far.
+  void ReorderRuns();
 
   std::vector<TCondition> conditions_;
   // Where each run of AND-joined conditions begins in conditions_, and its end.
   std::vector<size_t> runs_;
   std::vector<TColumn> columns_;
+  int32_t blocksSinceReorder_ = 0;
   ILVDataSource* source_ = nullptr;
   TLVRowIndex first_ = 0;
   int32_t count_ = 0;

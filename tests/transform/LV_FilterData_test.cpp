@@ -257,3 +257,31 @@ TEST(FilterData, IsAKindOfNodeThatPersistsItsList) {
 
 }  // namespace
 }  // namespace lv
+
+namespace lv {
+namespace {
+
+// After enough blocks the tests of a run are reordered by what they drop; the rows kept
+// must stay exactly those of the list in its own order.
+TEST(FilterData, ReorderedTestsKeepTheSameRows) {
+  using enum TLVDataType;
+  const int rows = 150 * kLVBlockSize + 5;
+  auto table = test::MakeFilterTable(rows, 11);
+  TLVFilterColumnCollection list;
+  list.AddCondition("Q", dtInteger, R::rtMoreOrEqual, {TLVValue::Integer(-2)});
+  list.AddCondition("ID", dtInteger, R::rtLess, {TLVValue::Integer(rows - 100)});
+  list.AddCondition("Q", dtInteger, R::rtEqual, {TLVValue::Integer(2)});
+  list.AddCondition("Q", dtInteger, R::rtEqual, {TLVValue::Integer(-3)}, TLVBooleanJoinType::jtOr);
+  auto node = MakeFilterNode(table, list);
+  Ids expected;
+  const auto q = test::ReadColumn(*table, 1);
+  for (int i = 0; i < rows; ++i) {
+    const bool present = !q[static_cast<size_t>(i)].IsNull();
+    const int32_t v = present ? q[static_cast<size_t>(i)].AsInteger() : 0;
+    if (present && ((v >= -2 && i < rows - 100 && v == 2) || v == -3)) expected.push_back(i);
+  }
+  EXPECT_EQ(KeptIDs(*node), expected);
+}
+
+}  // namespace
+}  // namespace lv
