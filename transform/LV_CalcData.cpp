@@ -287,13 +287,13 @@ void TLVCalcData::ComputeBlock(int32_t column, TLVRowIndex first, int32_t count,
   if (!compiled.filled) FillCache(compiled);
   const auto from = static_cast<size_t>(first);
   if (type == TLVDataType::dtString) {
-    std::vector<std::string_view> views(static_cast<size_t>(count));
+    cachedViews_.resize(static_cast<size_t>(kLVBlockSize));
     for (int32_t i = 0; i < count; ++i) {
-      views[static_cast<size_t>(i)] = compiled.present[from + static_cast<size_t>(i)]
-                                          ? std::string_view(compiled.texts[from + static_cast<size_t>(i)])
-                                          : std::string_view();
+      const size_t r = from + static_cast<size_t>(i);
+      cachedViews_[static_cast<size_t>(i)] =
+          compiled.present[r] ? std::string_view(compiled.texts[r]) : std::string_view();
     }
-    WriteBlock({TLVCalcKind::ckString, nullptr, views.data(), 1}, count, type, out, scratch);
+    WriteBlock({TLVCalcKind::ckString, nullptr, cachedViews_.data(), 1}, count, type, out, scratch);
   } else {
     WriteBlock({TLVCalcKind::ckNumber, compiled.numbers.data() + from, nullptr, 1}, count, type, out,
                scratch);

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/LV_Block.h"
@@ -86,6 +87,7 @@ class TLVCalcData : public TLVDerivedDataSource {
   std::vector<std::unique_ptr<double[]>> inputNumbers_;
   std::vector<std::unique_ptr<std::string_view[]>> inputTexts_;
   std::vector<TLVCalcVector> inputs_;
+  std::vector<std::string_view> cachedViews_;  // a cached text column's block, as views
 };
 
 void RegisterCalcDataTexts();

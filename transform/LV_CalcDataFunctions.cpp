@@ -25,6 +25,16 @@ TLVCalcDataContext& DataContext(const TLVCalcArgs& args) {
 
 TLVRowIndex CurrentRow(const TLVCalcArgs& args) { return args.Context()->RowOf(args.Position()); }
 
+// The cache key of a whole-column result: its kind, the field and the group column.
+std::string PerRowKey(char kind, std::string_view field, std::string_view group) {
+  std::string key(1, kind);
+  key += '|';
+  key += field;
+  key += '|';
+  if (group.data()) key += group;
+  return key;
+}
+
 std::string_view GroupArg(const TLVCalcArgs& args) {
   return args.Count() > 1 ? args.String(1) : std::string_view();
 }
@@ -208,7 +218,7 @@ std::vector<int32_t> TLVCalcDataContext::GroupsOf(std::string_view group) {
 // Missing values add nothing: the running sum carries on past them.
 const std::vector<double>& TLVCalcDataContext::RunningSum(std::string_view field,
                                                           std::string_view group) {
-  std::string key = "C|" + std::string(field) + "|" + std::string(group.data() ? group : "");
+  std::string key = PerRowKey('C', field, group);
   if (auto it = perRow_.find(key); it != perRow_.end()) return it->second;
   std::vector<double> values = NumbersOf(field);
   std::vector<int32_t> groups = GroupsOf(group);
@@ -227,7 +237,7 @@ const std::vector<double>& TLVCalcDataContext::RunningSum(std::string_view field
 // missing values.
 const std::vector<double>& TLVCalcDataContext::Trend(std::string_view field,
                                                      std::string_view group) {
-  std::string key = "T|" + std::string(field) + "|" + std::string(group.data() ? group : "");
+  std::string key = PerRowKey('T', field, group);
   if (auto it = perRow_.find(key); it != perRow_.end()) return it->second;
   std::vector<double> values = NumbersOf(field);
   std::vector<int32_t> groups = GroupsOf(group);
