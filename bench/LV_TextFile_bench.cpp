@@ -206,7 +206,7 @@ void ImportVsNativeReload(benchmark::State& state) {
   const std::string native = ExportPath("lv_text_bench_native.lvd");
   std::shared_ptr<TLVTextFile> text;
   auto reloaded = std::make_shared<TLVNativeImport>();
-  std::vector<double> import, reload, ratio, importCpu, reloadCpu, ratioCpu;
+  std::vector<double> import, reload, ratio, importCpu, reloadCpu, ratioCpu, reloadUser;
   for (auto _ : state) {
     text.reset();
     TLVDataCacheCleanupBuffer::Instance().RunPassNow();
@@ -229,6 +229,7 @@ void ImportVsNativeReload(benchmark::State& state) {
     ratio.push_back(i.wall / r.wall);
     importCpu.push_back(i.cpu);
     reloadCpu.push_back(r.cpu);
+    reloadUser.push_back(r.user);
     ratioCpu.push_back(i.cpu / r.cpu);
   }
   state.counters["import_s"] = Median(import);
@@ -237,6 +238,7 @@ void ImportVsNativeReload(benchmark::State& state) {
   state.counters["import_cpu_s"] = Median(importCpu);
   state.counters["reload_cpu_s"] = Median(reloadCpu);
   state.counters["reload_cpu_x"] = Median(ratioCpu);
+  state.counters["reload_user_s"] = Median(reloadUser);
   state.counters["native_MB"] = static_cast<double>(std::filesystem::file_size(native)) / 1e6;
   reloaded.reset();
   text.reset();

@@ -23,6 +23,17 @@ namespace lv {
 // Row numbers and row counts of every table.
 using TLVRowIndex = int64_t;
 
+// Whether any of `count` row indexes lies outside [0, total): one pass without
+// branches, so that checking a gather's indexes costs next to nothing when all are
+// good (the caller then looks for the bad one to report it).
+inline bool AnyRowOutside(const TLVRowIndex* rows, int32_t count, TLVRowIndex total) {
+  bool outside = false;
+  for (int32_t i = 0; i < count; ++i) {
+    outside |= static_cast<uint64_t>(rows[i]) >= static_cast<uint64_t>(total);
+  }
+  return outside;
+}
+
 // Rows per block read. Set from CMake (LV_BLOCK_SIZE); one test build uses 2 or 3 so
 // that every boundary bug shows.
 inline constexpr int32_t kLVBlockSize = LV_BLOCK_SIZE;

@@ -133,10 +133,12 @@ void TLVDataSource::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t co
   if (count < 0 || count > kLVBlockSize) {
     throw ELVDataError("ErrDataSourceInvalidRow", {static_cast<int64_t>(count), kLVBlockSize});
   }
-  TLVRowIndex total = DoGetRowCount();
-  for (int32_t i = 0; i < count; ++i) {
-    if (rows[i] < 0 || rows[i] >= total) {
-      throw ELVDataError("ErrDataSourceInvalidRow", {rows[i], total});
+  const TLVRowIndex total = DoGetRowCount();
+  if (AnyRowOutside(rows, count, total)) {
+    for (int32_t i = 0; i < count; ++i) {
+      if (rows[i] < 0 || rows[i] >= total) {
+        throw ELVDataError("ErrDataSourceInvalidRow", {rows[i], total});
+      }
     }
   }
   DoReadRows(column, rows, count, out);
