@@ -38,6 +38,8 @@ class TLVCachedDataSource : public TLVDataSource {
     EnsureOpen();
     return DoGetNumber(row, column);
   }
+  // Reads only look at the row cache.
+  bool ConcurrentReads() const override { return true; }
 
  protected:
   // Fills the freshly opened cache (whose columns follow the descriptions).

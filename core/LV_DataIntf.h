@@ -104,6 +104,11 @@ class ILVDataSource : public virtual ILVDataSourceInfo {
   // The values of `column` at the `count` given rows, in that order.
   virtual void ReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) = 0;
 
+  // Whether ReadBlock and ReadRows may run on several threads at once while the source
+  // is open and locked, nothing else being called meanwhile. Sources whose reads only
+  // look at rows already in memory say so; the others are read by one thread.
+  virtual bool ConcurrentReads() const { return false; }
+
   // While locked, the rows under the source may not change. Locks nest and chain up
   // through every ancestor.
   virtual void Lock() = 0;

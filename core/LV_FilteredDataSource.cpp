@@ -3,6 +3,7 @@
 #include "core/LV_Convert.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "core/LV_RowParts.h"
 
 namespace lv {
 
@@ -79,9 +80,20 @@ void TLVCachedFilteredDataSource::SetColumnDataType(int32_t index, TLVDataType t
   column.SetDataType(type);
 }
 
-void TLVCachedFilteredDataSource::SelectRows(ILVDataSource&, TLVRowIndex first, int32_t count,
-                                             std::vector<TLVRowIndex>& selected) {
-  for (int32_t i = 0; i < count; ++i) selected.push_back(first + i);
+namespace {
+
+class TKeepEveryRow : public ILVRowSelector {
+ public:
+  void SelectRows(ILVDataSource&, TLVRowIndex first, int32_t count,
+                  std::vector<TLVRowIndex>& selected) override {
+    for (int32_t i = 0; i < count; ++i) selected.push_back(first + i);
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<ILVRowSelector> TLVCachedFilteredDataSource::NewRowSelector() {
+  return std::make_unique<TKeepEveryRow>();
 }
 
 std::string TLVCachedFilteredDataSource::ProgressCaption() const {
@@ -91,13 +103,25 @@ std::string TLVCachedFilteredDataSource::ProgressCaption() const {
 void TLVCachedFilteredDataSource::DoOpen() {
   ILVDataSource& parent = RequireParent();
   TLVLockGuard lock(parent);
-  TLVRowIndex rows = parent.GetRowCount();
-  std::vector<TLVRowIndex> selected;
+  const TLVRowIndex rows = parent.GetRowCount();
+  const int parts = parent.ConcurrentReads() ? LVRowPartCount(rows) : 1;
+  std::vector<std::unique_ptr<ILVRowSelector>> selectors;
+  for (int part = 0; part < parts; ++part) selectors.push_back(NewRowSelector());
+  std::vector<std::vector<TLVRowIndex>> chosen(static_cast<size_t>(parts));
   TLVProgressScope progress(progress_, ProgressCaption(), rows);
-  for (TLVRowIndex first = 0; first < rows; first += kLVBlockSize) {
-    auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, rows - first));
-    SelectRows(parent, first, count, selected);
-    progress.Step(first + count);
+  LVForBlocksInParts(parts, rows, progress, [&](int part, TLVRowIndex first, int32_t count) {
+    const auto p = static_cast<size_t>(part);
+    selectors[p]->SelectRows(parent, first, count, chosen[p]);
+  });
+  // The parts hold consecutive ranges of rows: joined in order they are ascending.
+  std::vector<TLVRowIndex> selected = std::move(chosen.front());
+  if (parts > 1) {
+    size_t total = 0;
+    for (const auto& part : chosen) total += part.size();
+    selected.reserve(total);
+    for (size_t p = 1; p < chosen.size(); ++p) {
+      selected.insert(selected.end(), chosen[p].begin(), chosen[p].end());
+    }
   }
   selected.shrink_to_fit();
   selected_ = std::move(selected);

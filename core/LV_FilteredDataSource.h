@@ -2,9 +2,11 @@
 //
 // TLVFilteredDataSource shows the rows of an index set that someone else keeps (a
 // training or test set, a selection). TLVCachedFilteredDataSource finds its rows
-// itself when it opens (SelectRows, over blocks of the parent) and keeps them as an
-// array of parent row numbers; it also lets a column's type be changed where the
-// values allow. Both read the parent by gathering the selected rows block by block.
+// itself when it opens (a row selector over blocks of the parent; over a parent that
+// allows concurrent reads, one selector per core, each on its own part of the rows)
+// and keeps them as an array of parent row numbers; it also lets a column's type be
+// changed where the values allow. Both read the parent by gathering the selected rows
+// block by block.
 #pragma once
 
 #include <memory>
@@ -26,6 +28,17 @@ class TLVDataSourceIndexes : public ILVDataSourceIndexes {
 
  private:
   std::vector<TLVRowIndex> rows_;
+};
+
+// Chooses the rows a filtering source keeps, block by block. A selector is used by one
+// thread; a selection that runs in parts has one per part.
+class ILVRowSelector {
+ public:
+  virtual ~ILVRowSelector() = default;
+  // Appends to `selected`, ascending, the rows among the `count` (<= kLVBlockSize) rows
+  // of `source` from `first` on that are kept.
+  virtual void SelectRows(ILVDataSource& source, TLVRowIndex first, int32_t count,
+                          std::vector<TLVRowIndex>& selected) = 0;
 };
 
 class TLVFilteredDataSource : public TLVDataSource {
@@ -59,12 +72,15 @@ class TLVCachedFilteredDataSource : public TLVDataSource {
   // the source is open.
   const std::vector<TLVRowIndex>& SelectedRows() const { return selected_; }
   void SetProgress(ILVProgress* progress) { progress_ = progress; }
+  // Reads gather from the parent and convert in the block.
+  bool ConcurrentReads() const override {
+    return ParentSource() && ParentSource()->ConcurrentReads();
+  }
 
  protected:
-  // Appends to `selected` the rows among `count` parent rows from `first` on that the
-  // source keeps. The default keeps every row.
-  virtual void SelectRows(ILVDataSource& parent, TLVRowIndex first, int32_t count,
-                          std::vector<TLVRowIndex>& selected);
+  // A selector for one part of the rows, made on the opening thread while the parent
+  // is locked. The default keeps every row.
+  virtual std::unique_ptr<ILVRowSelector> NewRowSelector();
   // Caption of the selection's progress.
   virtual std::string ProgressCaption() const;
   // Whether a column's type may change at all; the default allows it for every

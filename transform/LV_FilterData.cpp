@@ -31,31 +31,27 @@ void TLVFilterData::DoOpen() {
     TLVLockGuard lock(parent);
     TLVFilterContext context = MakeFilterContext(filter_, parent, clock_(), &parentDates_);
     parentDates_.dataDates = context.dataDates;
-    evaluator_ = std::make_unique<TLVFilterEvaluator>(filter_, parent.GetColumnsInfo(), context);
-    filter_.SetContext(std::move(context));
+    filter_.SetContext(context);
+    openContext_ = std::move(context);
   }
   try {
     TLVCachedFilteredDataSource::DoOpen();
   } catch (...) {
-    evaluator_.reset();
+    openContext_.reset();
     throw;
   }
-  // The selection is made; the compiled list is not needed until the next open.
-  evaluator_.reset();
+  openContext_.reset();
 }
 
 void TLVFilterData::DoClose() {
-  evaluator_.reset();
+  openContext_.reset();
   TLVCachedFilteredDataSource::DoClose();
 }
 
-void TLVFilterData::SelectRows(ILVDataSource& parent, TLVRowIndex first, int32_t count,
-                               std::vector<TLVRowIndex>& selected) {
-  if (evaluator_) {
-    evaluator_->SelectRows(parent, first, count, selected);
-  } else {
-    TLVCachedFilteredDataSource::SelectRows(parent, first, count, selected);
-  }
+std::unique_ptr<ILVRowSelector> TLVFilterData::NewRowSelector() {
+  if (!openContext_) return TLVCachedFilteredDataSource::NewRowSelector();
+  return std::make_unique<TLVFilterEvaluator>(filter_, RequireParent().GetColumnsInfo(),
+                                              *openContext_);
 }
 
 void TLVFilterData::OnParentChanged(TLVNotifyReason reason) {

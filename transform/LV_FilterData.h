@@ -17,6 +17,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/LV_FilteredDataSource.h"
@@ -51,8 +52,8 @@ class TLVFilterData : public TLVCachedFilteredDataSource {
  protected:
   void DoOpen() override;
   void DoClose() override;
-  void SelectRows(ILVDataSource& parent, TLVRowIndex first, int32_t count,
-                  std::vector<TLVRowIndex>& selected) override;
+  // A compiled copy of the list for each part of the rows.
+  std::unique_ptr<ILVRowSelector> NewRowSelector() override;
   std::string ProgressCaption() const override;
   void OnParentChanged(TLVNotifyReason reason) override;
 
@@ -60,7 +61,9 @@ class TLVFilterData : public TLVCachedFilteredDataSource {
   void ListChanged();
 
   TLVFilterColumnCollection filter_;
-  std::unique_ptr<TLVFilterEvaluator> evaluator_;
+  // The list's context while the node opens (the dates of its periods); none when the
+  // list keeps every row.
+  std::optional<TLVFilterContext> openContext_;
   std::function<double()> clock_;
   // The date ranges found in the parent's columns, kept until the parent says anything
   // (its rows, its columns or its open state changed): a list tuned again and again

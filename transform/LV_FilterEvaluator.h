@@ -26,25 +26,26 @@
 #include <vector>
 
 #include "core/LV_DataIntf.h"
+#include "core/LV_FilteredDataSource.h"
 #include "transform/LV_FilterColumns.h"
 
 namespace lv {
 
-class TLVFilterEvaluator {
+class TLVFilterEvaluator : public ILVRowSelector {
  public:
   // Compiles the conditions of `list` for a table with `columns`; raises the open-time
   // messages (CheckFilterColumns) and those of an incomplete condition. A list that is
   // not Filtered, or has no condition, keeps every row.
   TLVFilterEvaluator(const TLVFilterColumnCollection& list, const ILVColumnsInfo& columns,
                      const TLVFilterContext& context);
-  ~TLVFilterEvaluator();
+  ~TLVFilterEvaluator() override;
   TLVFilterEvaluator(const TLVFilterEvaluator&) = delete;
   TLVFilterEvaluator& operator=(const TLVFilterEvaluator&) = delete;
 
   // Appends to `selected`, ascending, the rows among the `count` (<= kLVBlockSize) rows
   // of `source` from `first` on that satisfy the list.
   void SelectRows(ILVDataSource& source, TLVRowIndex first, int32_t count,
-                  std::vector<TLVRowIndex>& selected);
+                  std::vector<TLVRowIndex>& selected) override;
 
  private:
   struct TCondition;

@@ -10,6 +10,7 @@ namespace {
 
 using test::MakeNumbers;
 using test::ReadColumn;
+using test::TCancelAt;
 using test::TTestTable;
 
 TEST(FilteredDataSource, ShowsTheRowsOfAnIndexSet) {
@@ -36,14 +37,20 @@ TEST(FilteredDataSource, ShowsTheRowsOfAnIndexSet) {
 // Keeps the rows whose ID is even.
 class TEvenRows : public TLVCachedFilteredDataSource {
  protected:
-  void SelectRows(ILVDataSource& parent, TLVRowIndex first, int32_t count,
-                  std::vector<TLVRowIndex>& selected) override {
-    TLVBlock ids;
-    parent.ReadBlock(0, first, count, ids);
-    for (int32_t i = 0; i < count; ++i) {
-      if (ids.Integers()[i] % 2 == 0) selected.push_back(first + i);
+  class TEvenIds : public ILVRowSelector {
+   public:
+    void SelectRows(ILVDataSource& parent, TLVRowIndex first, int32_t count,
+                    std::vector<TLVRowIndex>& selected) override {
+      parent.ReadBlock(0, first, count, ids_);
+      for (int32_t i = 0; i < count; ++i) {
+        if (ids_.Integers()[i] % 2 == 0) selected.push_back(first + i);
+      }
     }
-  }
+
+   private:
+    TLVBlock ids_;
+  };
+  std::unique_ptr<ILVRowSelector> NewRowSelector() override { return std::make_unique<TEvenIds>(); }
 };
 
 TEST(CachedFilteredDataSource, KeepsSelectedParentRowsAsAnIndexArray) {
@@ -100,23 +107,6 @@ TEST(CachedFilteredDataSource, TypeChangesOnlyWhereEveryValueConverts) {
   all->SetColumnDataType(0, TLVDataType::dtString);
   EXPECT_EQ(ReadColumn(*all, 0)[0].AsText(), "1,5");
 }
-
-class TCancelAt : public ILVProgress {
- public:
-  explicit TCancelAt(int64_t at) : at_(at) {}
-  void Start(std::string_view caption, int64_t total) override {
-    captions.emplace_back(caption);
-    total_ = total;
-  }
-  void SetPosition(int64_t position) override { position_ = position; }
-  bool Cancelled() const override { return at_ >= 0 && position_ >= at_; }
-  void Finish() override { ++finished; }
-  std::vector<std::string> captions;
-  int finished = 0;
-
- private:
-  int64_t at_, total_ = 0, position_ = 0;
-};
 
 // A process engine whose phase counts the parent's rows.
 class TCountingEngine : public TLVDataProcessEngine {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/LV_DerivedDataSource.h"
+#include "core/LV_Progress.h"
 
 namespace lv::test {
 
@@ -32,6 +33,9 @@ class TTestTable : public TLVDataSource {
 
   std::vector<std::string> lockLog;
   int opens = 0;
+  // Reads only look at the rows in memory, but a table says so only when asked to.
+  bool concurrentReads = false;
+  bool ConcurrentReads() const override { return concurrentReads; }
 
  protected:
   void DoOpen() override { ++opens; }
@@ -57,6 +61,26 @@ class TTestTable : public TLVDataSource {
 
  private:
   std::vector<std::vector<TLVValue>> rows_;
+};
+
+// Progress that records what it is told and cancels once the position reaches `at`
+// (never for a negative `at`).
+class TCancelAt : public ILVProgress {
+ public:
+  explicit TCancelAt(int64_t at) : at_(at) {}
+  void Start(std::string_view caption, int64_t total) override {
+    captions.emplace_back(caption);
+    total_ = total;
+  }
+  void SetPosition(int64_t position) override { position_ = position; }
+  bool Cancelled() const override { return at_ >= 0 && position_ >= at_; }
+  void Finish() override { ++finished; }
+  int64_t Position() const { return position_; }
+  std::vector<std::string> captions;
+  int finished = 0;
+
+ private:
+  int64_t at_, total_ = 0, position_ = 0;
 };
 
 // Counts what a source tells its listeners.

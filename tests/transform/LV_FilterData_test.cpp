@@ -4,6 +4,7 @@
 
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "core/LV_RowParts.h"
 #include "core/LV_Vendor.h"
 #include "io/LV_TextTestHelpers.h"
 #include "transform/LV_FilterTestHelpers.h"
@@ -263,7 +264,7 @@ namespace {
 
 // After enough blocks the tests of a run are reordered by what they drop; the rows kept
 // must stay exactly those of the list in its own order.
-TEST(FilterData, ReorderedTestsKeepTheSameRows) {
+TEST(FilterData, ReorderedTestsAndPartsKeepTheSameRows) {
   using enum TLVDataType;
   const int rows = 150 * kLVBlockSize + 5;
   auto table = test::MakeFilterTable(rows, 11);
@@ -281,6 +282,15 @@ TEST(FilterData, ReorderedTestsKeepTheSameRows) {
     if (present && ((v >= -2 && i < rows - 100 && v == 2) || v == -3)) expected.push_back(i);
   }
   EXPECT_EQ(KeptIDs(*node), expected);
+
+  // The same over a table read in parts on several threads, each part with its own
+  // compiled list and its own order of tests.
+  const TLVRowIndex before = LVMinRowsPerPart();
+  LVSetMinRowsPerPart(kLVBlockSize * 20);
+  table->concurrentReads = true;
+  node->Close();
+  EXPECT_EQ(KeptIDs(*node), expected);
+  LVSetMinRowsPerPart(before);
 }
 
 }  // namespace
