@@ -7,6 +7,7 @@
 
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "core/LV_RowParts.h"
 #include "env/LV_Logger.h"
 
 namespace lv {
@@ -142,16 +143,18 @@ double NumberOf(const TLVValue& value) {
                                                  : value.AsDouble();
 }
 
-// Calls `visit(block, count)` for every block of `column` of `source`.
+// Calls `visit(part, block, count)` for every block of `column` of `source`, the rows
+// cut into `parts` parts, each read on a thread of its own (LV_RowParts.h).
 template <class Visit>
-void ForEachBlock(ILVDataSource& source, int32_t column, Visit visit) {
-  TLVBlock block;
-  const TLVRowIndex rows = source.GetRowCount();
-  for (TLVRowIndex first = 0; first < rows; first += kLVBlockSize) {
-    const auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, rows - first));
-    source.ReadBlock(column, first, count, block);
-    visit(block, count);
-  }
+void ForEachBlock(ILVDataSource& source, int32_t column, int parts, Visit visit) {
+  std::vector<TLVBlock> blocks(static_cast<size_t>(parts));
+  TLVProgressScope noProgress(nullptr, {}, 0);
+  LVForBlocksInParts(parts, source.GetRowCount(), noProgress,
+                     [&](int part, TLVRowIndex first, int32_t count) {
+                       TLVBlock& block = blocks[static_cast<size_t>(part)];
+                       source.ReadBlock(column, first, count, block);
+                       visit(part, block, count);
+                     });
 }
 
 // Widens [low, high] to the present values among `count`; two running pairs, so that
@@ -185,23 +188,35 @@ TLVKeyInterval DateRange(ILVDataSource& source, int32_t column) {
     return {LVMissing(), LVMissing()};
   }
   // Keys grow with the values from 1899-12-30 on, so for such dates the extreme values
-  // give the extreme keys; dates before it need a key each.
-  double low = HUGE_VAL, high = -HUGE_VAL;
-  ForEachBlock(source, column, [&](const TLVBlock& block, int32_t count) {
-    ExtendRange(block.Numbers(), block.Valid(), count, low, high);
+  // give the extreme keys; dates before it need a key each. Each part of the rows has a
+  // range of its own.
+  const int parts = source.ConcurrentReads() ? LVRowPartCount(source.GetRowCount()) : 1;
+  std::vector<double> lows(static_cast<size_t>(parts), HUGE_VAL);
+  std::vector<double> highs(static_cast<size_t>(parts), -HUGE_VAL);
+  ForEachBlock(source, column, parts, [&](int part, const TLVBlock& block, int32_t count) {
+    const auto p = static_cast<size_t>(part);
+    ExtendRange(block.Numbers(), block.Valid(), count, lows[p], highs[p]);
   });
+  const double low = *std::min_element(lows.begin(), lows.end());
+  const double high = *std::max_element(highs.begin(), highs.end());
   if (low > high) return {LVMissing(), LVMissing()};
   TLVKeyInterval keys{FilterDateKey(low), FilterDateKey(high)};
   if (low >= 0 && !std::isnan(keys.from) && !std::isnan(keys.to)) return keys;
-  keys = {HUGE_VAL, -HUGE_VAL};
-  ForEachBlock(source, column, [&](const TLVBlock& block, int32_t count) {
+  std::vector<TLVKeyInterval> partKeys(static_cast<size_t>(parts), {HUGE_VAL, -HUGE_VAL});
+  ForEachBlock(source, column, parts, [&](int part, const TLVBlock& block, int32_t count) {
+    TLVKeyInterval& k = partKeys[static_cast<size_t>(part)];
     for (int32_t r = 0; r < count; ++r) {
       const double key = block.Valid()[r] ? FilterDateKey(block.Numbers()[r]) : LVMissing();
       // A NaN key fails both comparisons.
-      keys.from = key < keys.from ? key : keys.from;
-      keys.to = key > keys.to ? key : keys.to;
+      k.from = key < k.from ? key : k.from;
+      k.to = key > k.to ? key : k.to;
     }
   });
+  keys = {HUGE_VAL, -HUGE_VAL};
+  for (const TLVKeyInterval& k : partKeys) {
+    keys.from = std::min(keys.from, k.from);
+    keys.to = std::max(keys.to, k.to);
+  }
   if (keys.from > keys.to) return {LVMissing(), LVMissing()};
   return keys;
 }

@@ -290,6 +290,34 @@ TEST(FilterData, ReorderedTestsAndPartsKeepTheSameRows) {
   table->concurrentReads = true;
   node->Close();
   EXPECT_EQ(KeptIDs(*node), expected);
+
+  // Periods counted from the data find the first and last dates of the whole table in
+  // parts: dates rise with the rows, so the first part holds the earliest and the last
+  // part the latest; once from before 1899-12-30 on, where dates need a key each.
+  for (double start : {40000.0, -10.0}) {
+    std::vector<std::vector<TLVValue>> dates;
+    for (int i = 0; i < rows; ++i) {
+      dates.push_back({TLVValue::Integer(i), TLVValue::DateTime(start + 0.01 * i)});
+    }
+    using C = TTestTable::TColumn;
+    auto dated = std::make_shared<TTestTable>(
+        std::vector<C>{C{"ID", dtInteger}, C{"D", dtDateTime}}, std::move(dates));
+    using U = TLVFirstLastDateListType;
+    using B = TLVFirstLastBaseDateType;
+    auto ends = [&](bool parts) {
+      dated->concurrentReads = parts;
+      TLVFilterColumnCollection periods;
+      periods.AddCondition("D", dtDateTime, R::rtLastPeriod).SetPeriod({3, U::fldDay, B::bdtData});
+      periods.AddCondition("D", dtDateTime, R::rtFirstPeriod, {}, TLVBooleanJoinType::jtOr)
+          .SetPeriod({2, U::fldDay, B::bdtData});
+      return KeptIDs(*MakeFilterNode(dated, periods));
+    };
+    const Ids inParts = ends(true);
+    ASSERT_FALSE(inParts.empty());
+    EXPECT_EQ(inParts.front(), 0);
+    EXPECT_EQ(inParts.back(), rows - 1);
+    EXPECT_EQ(inParts, ends(false));
+  }
   LVSetMinRowsPerPart(before);
 }
 
