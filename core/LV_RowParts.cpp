@@ -20,38 +20,94 @@ constexpr std::chrono::milliseconds kReportInterval{50};
 
 std::atomic<TLVRowIndex> minRowsPerPart{kDefaultMinRowsPerPart};
 
-// What the parts of one job share.
-struct TJobState {
-  std::atomic<TLVRowIndex> done{0};
-  std::atomic<bool> stop{false};
-  std::mutex mutex;
-  std::condition_variable finished;
-  int running = 0;                 // guarded by mutex: helper parts still running
-  std::exception_ptr error;        // guarded by mutex: the first error of a helper part
-
-  void Fail(std::exception_ptr e) {
-    std::lock_guard lock(mutex);
-    if (!error) error = std::move(e);
-    stop = true;
-  }
-};
-
-// Joins the helper threads however the caller's part ends.
-class TJoiner {
+// One job: its parts, what they share, and the helper threads, which are joined
+// however the job ends.
+class TJob {
  public:
-  TJoiner(std::vector<std::thread>& threads, TJobState& state) : threads_(threads), state_(state) {}
-  ~TJoiner() {
-    state_.stop = true;
-    for (std::thread& thread : threads_) {
-      if (thread.joinable()) thread.join();
-    }
+  using TBlockFn = std::function<void(int, TLVRowIndex, int32_t)>;
+
+  TJob(int parts, TLVRowIndex total, TLVProgressScope& progress, const TBlockFn& block)
+      : parts_(parts),
+        total_(total),
+        blocks_((total + kLVBlockSize - 1) / kLVBlockSize),
+        progress_(progress),
+        block_(block) {}
+  ~TJob() {
+    stop_ = true;
+    for (std::thread& thread : threads_) thread.join();
   }
-  TJoiner(const TJoiner&) = delete;
-  TJoiner& operator=(const TJoiner&) = delete;
+  TJob(const TJob&) = delete;
+  TJob& operator=(const TJob&) = delete;
+
+  void Run() {
+    threads_.reserve(static_cast<size_t>(parts_ - 1));
+    for (int part = 1; part < parts_; ++part) StartHelper(part);
+    RunPart(0, true);
+    if (parts_ > 1) AwaitHelpers();
+  }
 
  private:
-  std::vector<std::thread>& threads_;
-  TJobState& state_;
+  // Part boundaries fall on whole blocks, so the blocks are those of a single pass.
+  TLVRowIndex PartBegin(int part) const {
+    return std::min(total_, blocks_ * part / parts_ * kLVBlockSize);
+  }
+
+  void RunPart(int part, bool report) {
+    const TLVRowIndex end = PartBegin(part + 1);
+    for (TLVRowIndex first = PartBegin(part); first < end && !stop_; first += kLVBlockSize) {
+      const auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, end - first));
+      block_(part, first, count);
+      const TLVRowIndex done = done_.fetch_add(count, std::memory_order_relaxed) + count;
+      if (report) progress_.Step(done);
+    }
+  }
+
+  void StartHelper(int part) {
+    std::lock_guard lock(mutex_);
+    threads_.emplace_back([this, part] {
+      try {
+        RunPart(part, false);
+      } catch (...) {
+        Fail(std::current_exception());
+      }
+      std::lock_guard lock(mutex_);
+      --running_;
+      finished_.notify_all();
+    });
+    ++running_;  // counted only once the thread exists; it waits for the lock first
+  }
+
+  void Fail(std::exception_ptr error) {
+    std::lock_guard lock(mutex_);
+    if (!error_) error_ = std::move(error);
+    stop_ = true;
+  }
+
+  // The caller keeps reporting (and may cancel) until the helpers are done.
+  void AwaitHelpers() {
+    bool finished = false;
+    while (!finished) {
+      {
+        std::unique_lock lock(mutex_);
+        finished = finished_.wait_for(lock, kReportInterval, [&] { return running_ == 0; });
+        if (error_) std::rethrow_exception(error_);
+      }
+      progress_.Step(done_.load(std::memory_order_relaxed));
+    }
+  }
+
+  const int parts_;
+  const TLVRowIndex total_;
+  const TLVRowIndex blocks_;
+  TLVProgressScope& progress_;
+  const TBlockFn& block_;
+  std::vector<std::thread> threads_;
+  std::atomic<TLVRowIndex> done_{0};
+  std::atomic<bool> stop_{false};
+  std::mutex mutex_;
+  std::condition_variable finished_;
+  int running_ = 0;            // guarded by mutex_: helpers still running
+  std::exception_ptr error_;   // guarded by mutex_: the first error of a helper
 };
 
 }  // namespace
@@ -73,60 +129,7 @@ int LVRowPartCount(TLVRowIndex total) {
 
 void LVForBlocksInParts(int parts, TLVRowIndex total, TLVProgressScope& progress,
                         const std::function<void(int, TLVRowIndex, int32_t)>& block) {
-  parts = std::max(parts, 1);
-  // Part boundaries fall on whole blocks, so the blocks are those of a single pass.
-  const TLVRowIndex blocks = (total + kLVBlockSize - 1) / kLVBlockSize;
-  auto partBegin = [&](int part) {
-    return std::min(total, blocks * part / parts * kLVBlockSize);
-  };
-  TJobState state;
-  auto runPart = [&](int part, bool report) {
-    const TLVRowIndex end = partBegin(part + 1);
-    for (TLVRowIndex first = partBegin(part); first < end && !state.stop; first += kLVBlockSize) {
-      const auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, end - first));
-      block(part, first, count);
-      const TLVRowIndex done = state.done.fetch_add(count, std::memory_order_relaxed) + count;
-      if (report) progress.Step(done);
-    }
-  };
-
-  std::vector<std::thread> threads;
-  threads.reserve(static_cast<size_t>(parts - 1));
-  TJoiner joiner(threads, state);
-  for (int part = 1; part < parts; ++part) {
-    {
-      std::lock_guard lock(state.mutex);
-      ++state.running;
-    }
-    try {
-      threads.emplace_back([&state, &runPart, part] {
-      try {
-        runPart(part, false);
-      } catch (...) {
-        state.Fail(std::current_exception());
-      }
-      std::lock_guard lock(state.mutex);
-      --state.running;
-      state.finished.notify_all();
-    });
-    } catch (...) {
-      std::lock_guard lock(state.mutex);
-      --state.running;
-      throw;
-    }
-  }
-  runPart(0, true);
-  if (parts == 1) return;
-  // The caller keeps reporting (and may cancel) until the other parts are done.
-  bool finished = false;
-  while (!finished) {
-    {
-      std::unique_lock lock(state.mutex);
-      finished = state.finished.wait_for(lock, kReportInterval, [&] { return state.running == 0; });
-      if (state.error) std::rethrow_exception(state.error);
-    }
-    progress.Step(state.done.load(std::memory_order_relaxed));
-  }
+  TJob(std::max(parts, 1), total, progress, block).Run();
 }
 
 }  // namespace lv
