@@ -25,13 +25,17 @@ using TLVRowIndex = int64_t;
 
 // Whether any of `count` row indexes lies outside [0, total): one pass without
 // branches, so that checking a gather's indexes costs next to nothing when all are
-// good (the caller then looks for the bad one to report it).
+// good (the caller then looks for the bad one to report it). An index outside has the
+// top bit set either in itself (negative) or in total - 1 minus it (too large), which
+// is plain 64-bit arithmetic that the compiler vectorizes.
 inline bool AnyRowOutside(const TLVRowIndex* rows, int32_t count, TLVRowIndex total) {
-  bool outside = false;
+  const auto last = static_cast<uint64_t>(total) - 1;
+  uint64_t signs = total > 0 ? 0 : ~uint64_t{0};
   for (int32_t i = 0; i < count; ++i) {
-    outside |= static_cast<uint64_t>(rows[i]) >= static_cast<uint64_t>(total);
+    const auto row = static_cast<uint64_t>(rows[i]);
+    signs |= row | (last - row);
   }
-  return outside;
+  return count > 0 && (signs >> 63) != 0;
 }
 
 // Rows per block read. Set from CMake (LV_BLOCK_SIZE); one test build uses 2 or 3 so

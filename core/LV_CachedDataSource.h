@@ -51,8 +51,9 @@ class TLVCachedDataSource : public TLVDataSource {
   void DoReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) override {
     cache_.ReadBlock(column, first, count, out);
   }
+  // The rows were checked against the cache's row count by ReadRows.
   void DoReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) override {
-    cache_.ReadRows(column, rows, count, out);
+    cache_.ReadCheckedRows(column, rows, count, out);
   }
   TLVValue DoGetValue(TLVRowIndex row, int32_t column) override {
     return cache_.GetValue(row, column);

@@ -329,10 +329,14 @@ void TLVDataCache::ReadBlock(int32_t column, TLVRowIndex first, int32_t count,
   }
 }
 
-void TLVDataCache::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
-                            TLVBlock& out) const {
+void TLVDataCache::CheckGather(int32_t column, int32_t count) const {
   if (!active_ || static_cast<uint32_t>(column) >= slots_.size()) ThrowBadCell(0, column);
   if (count < 0 || count > kLVBlockSize) throw ELVDataError("ErrDataCacheInvalidIndex", {count});
+}
+
+void TLVDataCache::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t count,
+                            TLVBlock& out) const {
+  CheckGather(column, count);
   // Every index is checked before anything is read.
   if (AnyRowOutside(rows, count, rowCount_)) {
     for (int32_t i = 0; i < count; ++i) {
@@ -341,6 +345,12 @@ void TLVDataCache::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t cou
       }
     }
   }
+  ReadCheckedRows(column, rows, count, out);
+}
+
+void TLVDataCache::ReadCheckedRows(int32_t column, const TLVRowIndex* rows, int32_t count,
+                                   TLVBlock& out) const {
+  CheckGather(column, count);
   const TSlot info = slots_[static_cast<size_t>(column)];
   out.Reset(info.type, count);
   uint8_t* valid = out.Valid();

@@ -195,6 +195,9 @@ class TLVDataCache {
   void ReadBlock(int32_t column, TLVRowIndex first, int32_t count, TLVBlock& out) const;
   // The same for `count` (<= kLVBlockSize) rows listed in `rows`, in that order.
   void ReadRows(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) const;
+  // ReadRows for indexes the caller has already checked against RowCount().
+  void ReadCheckedRows(int32_t column, const TLVRowIndex* rows, int32_t count,
+                       TLVBlock& out) const;
 
   // Direct access to the records, for readers that are faster on them than through
   // blocks. A column's flag byte is at SlotOffset(column) in a record and its value
@@ -283,6 +286,8 @@ class TLVDataCache {
 
   TLVTextItem* PlaceTextInNewChunk(TLVRowIndex row, TBlockStore& store, std::string_view text);
   void KeepReplacedText(TLVRowIndex row, TLVTextItem* item);
+  // The column and the count of a gather.
+  void CheckGather(int32_t column, int32_t count) const;
   void AddRowBlock();
   void HandOverBlocks() noexcept;
   [[noreturn]] void ThrowBadCell(TLVRowIndex row, int32_t column) const;

@@ -62,8 +62,13 @@ TEST(DataSource, CellReadsAndGathersAgreeWithBlockReads) {
   EXPECT_THROW(table->GetValue(-1, 0), ELVDataError);
   EXPECT_THROW(table->GetValue(0, 3), ELVDataError);
   EXPECT_THROW(table->ReadBlock(0, 9, 2, block), ELVDataError);
-  const TLVRowIndex bad[] = {10};
-  EXPECT_THROW(table->ReadRows(0, bad, 1, block), ELVDataError);
+  // A gather's indexes are checked however they go wrong, among good ones too.
+  for (TLVRowIndex wrong : {TLVRowIndex{10}, TLVRowIndex{-1}, INT64_MIN, INT64_MAX}) {
+    const TLVRowIndex mixed[] = {0, 9, wrong, 5};
+    EXPECT_THROW(table->ReadRows(0, mixed, 4, block), ELVDataError);
+  }
+  EXPECT_FALSE(AnyRowOutside(rows, n, 10));
+  EXPECT_TRUE(AnyRowOutside(rows, 1, 0));
 }
 
 TEST(DataSource, LocksChainUpThroughEveryAncestor) {
