@@ -38,6 +38,16 @@ inline bool AnyRowOutside(const TLVRowIndex* rows, int32_t count, TLVRowIndex to
   return count > 0 && (signs >> 63) != 0;
 }
 
+// The position of the first of `count` row indexes outside [0, total), or -1 when all
+// lie inside; the search runs only after the branch-free pass has found one.
+inline int32_t FindRowOutside(const TLVRowIndex* rows, int32_t count, TLVRowIndex total) {
+  if (!AnyRowOutside(rows, count, total)) return -1;
+  for (int32_t i = 0; i < count; ++i) {
+    if (static_cast<uint64_t>(rows[i]) >= static_cast<uint64_t>(total)) return i;
+  }
+  return -1;
+}
+
 // Rows per block read. Set from CMake (LV_BLOCK_SIZE); one test build uses 2 or 3 so
 // that every boundary bug shows.
 inline constexpr int32_t kLVBlockSize = LV_BLOCK_SIZE;

@@ -338,12 +338,8 @@ void TLVDataCache::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t cou
                             TLVBlock& out) const {
   CheckGather(column, count);
   // Every index is checked before anything is read.
-  if (AnyRowOutside(rows, count, rowCount_)) {
-    for (int32_t i = 0; i < count; ++i) {
-      if (static_cast<uint64_t>(rows[i]) >= static_cast<uint64_t>(rowCount_)) {
-        throw ELVDataError("ErrDataCacheInvalidIndex", {rows[i]});
-      }
-    }
+  if (const int32_t bad = FindRowOutside(rows, count, rowCount_); bad >= 0) {
+    throw ELVDataError("ErrDataCacheInvalidIndex", {rows[bad]});
   }
   ReadCheckedRows(column, rows, count, out);
 }

@@ -134,12 +134,8 @@ void TLVDataSource::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t co
     throw ELVDataError("ErrDataSourceInvalidRow", {static_cast<int64_t>(count), kLVBlockSize});
   }
   const TLVRowIndex total = DoGetRowCount();
-  if (AnyRowOutside(rows, count, total)) {
-    for (int32_t i = 0; i < count; ++i) {
-      if (rows[i] < 0 || rows[i] >= total) {
-        throw ELVDataError("ErrDataSourceInvalidRow", {rows[i], total});
-      }
-    }
+  if (const int32_t bad = FindRowOutside(rows, count, total); bad >= 0) {
+    throw ELVDataError("ErrDataSourceInvalidRow", {rows[bad], total});
   }
   DoReadRows(column, rows, count, out);
 }

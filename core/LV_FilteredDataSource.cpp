@@ -115,13 +115,8 @@ void TLVCachedFilteredDataSource::DoOpen() {
   });
   // The parts hold consecutive ranges of rows: joined in order they are ascending.
   std::vector<TLVRowIndex> selected = std::move(chosen.front());
-  if (parts > 1) {
-    size_t total = 0;
-    for (const auto& part : chosen) total += part.size();
-    selected.reserve(total);
-    for (size_t p = 1; p < chosen.size(); ++p) {
-      selected.insert(selected.end(), chosen[p].begin(), chosen[p].end());
-    }
+  for (size_t p = 1; p < chosen.size(); ++p) {
+    selected.insert(selected.end(), chosen[p].begin(), chosen[p].end());
   }
   selected.shrink_to_fit();
   selected_ = std::move(selected);
