@@ -20,18 +20,12 @@ constexpr std::chrono::milliseconds kReportInterval{50};
 
 std::atomic<TLVRowIndex> minRowsPerPart{kDefaultMinRowsPerPart};
 
-// One job: its parts, what they share, and the helper threads, which are joined
-// however the job ends.
+// One job: its parts, the stop flag they share, and the helper threads, which are
+// joined however the job ends.
 class TJob {
  public:
-  using TBlockFn = std::function<void(int, TLVRowIndex, int32_t)>;
-
-  TJob(int parts, TLVRowIndex total, TLVProgressScope& progress, const TBlockFn& block)
-      : parts_(parts),
-        total_(total),
-        blocks_((total + kLVBlockSize - 1) / kLVBlockSize),
-        progress_(progress),
-        block_(block) {}
+  TJob(int parts, const TLVPartFn& part, const std::function<void()>& waiting)
+      : parts_(parts), part_(part), waiting_(waiting) {}
   ~TJob() {
     stop_ = true;
     for (std::thread& thread : threads_) thread.join();
@@ -42,31 +36,16 @@ class TJob {
   void Run() {
     threads_.reserve(static_cast<size_t>(parts_ - 1));
     for (int part = 1; part < parts_; ++part) StartHelper(part);
-    RunPart(0, true);
+    part_(0, stop_);
     if (parts_ > 1) AwaitHelpers();
   }
 
  private:
-  // Part boundaries fall on whole blocks, so the blocks are those of a single pass.
-  TLVRowIndex PartBegin(int part) const {
-    return std::min(total_, blocks_ * part / parts_ * kLVBlockSize);
-  }
-
-  void RunPart(int part, bool report) {
-    const TLVRowIndex end = PartBegin(part + 1);
-    for (TLVRowIndex first = PartBegin(part); first < end && !stop_; first += kLVBlockSize) {
-      const auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, end - first));
-      block_(part, first, count);
-      const TLVRowIndex done = done_.fetch_add(count, std::memory_order_relaxed) + count;
-      if (report) progress_.Step(done);
-    }
-  }
-
   void StartHelper(int part) {
     std::lock_guard lock(mutex_);
     threads_.emplace_back([this, part] {
       try {
-        RunPart(part, false);
+        part_(part, stop_);
       } catch (...) {
         Fail(std::current_exception());
       }
@@ -92,17 +71,14 @@ class TJob {
         finished = finished_.wait_for(lock, kReportInterval, [&] { return running_ == 0; });
         if (error_) std::rethrow_exception(error_);
       }
-      progress_.Step(done_.load(std::memory_order_relaxed));
+      if (waiting_) waiting_();
     }
   }
 
   const int parts_;
-  const TLVRowIndex total_;
-  const TLVRowIndex blocks_;
-  TLVProgressScope& progress_;
-  const TBlockFn& block_;
+  const TLVPartFn& part_;
+  const std::function<void()>& waiting_;
   std::vector<std::thread> threads_;
-  std::atomic<TLVRowIndex> done_{0};
   std::atomic<bool> stop_{false};
   std::mutex mutex_;
   std::condition_variable finished_;
@@ -127,9 +103,29 @@ int LVRowPartCount(TLVRowIndex total) {
   return static_cast<int>(std::clamp<TLVRowIndex>(bySize, 1, cores));
 }
 
+void LVRunInParts(int parts, const TLVPartFn& part, const std::function<void()>& waiting) {
+  TJob(std::max(parts, 1), part, waiting).Run();
+}
+
 void LVForBlocksInParts(int parts, TLVRowIndex total, TLVProgressScope& progress,
                         const std::function<void(int, TLVRowIndex, int32_t)>& block) {
-  TJob(std::max(parts, 1), total, progress, block).Run();
+  parts = std::max(parts, 1);
+  // Part boundaries fall on whole blocks, so the blocks are those of a single pass.
+  const TLVRowIndex blocks = (total + kLVBlockSize - 1) / kLVBlockSize;
+  const auto begin = [&](int part) { return std::min(total, blocks * part / parts * kLVBlockSize); };
+  std::atomic<TLVRowIndex> done{0};
+  LVRunInParts(
+      parts,
+      [&](int part, const std::atomic<bool>& stop) {
+        const TLVRowIndex end = begin(part + 1);
+        for (TLVRowIndex first = begin(part); first < end && !stop; first += kLVBlockSize) {
+          const auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, end - first));
+          block(part, first, count);
+          const TLVRowIndex rows = done.fetch_add(count, std::memory_order_relaxed) + count;
+          if (part == 0) progress.Step(rows);
+        }
+      },
+      [&] { progress.Step(done.load(std::memory_order_relaxed)); });
 }
 
 }  // namespace lv

@@ -11,6 +11,7 @@
 // their next block, and is raised once every thread has been joined.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 
@@ -27,6 +28,16 @@ int LVRowPartCount(TLVRowIndex total);
 // small tables run in parts.
 TLVRowIndex LVMinRowsPerPart();
 void LVSetMinRowsPerPart(TLVRowIndex rows);
+
+// One part of a job: its number, and a flag that becomes true when another part has
+// failed (a long part checks it now and then and returns early).
+using TLVPartFn = std::function<void(int part, const std::atomic<bool>& stop)>;
+
+// Runs `part` for parts 0 to parts - 1: the calling thread runs part 0, a thread started
+// for the job each other one, and all are joined before it returns. While the caller
+// waits for the others it calls `waiting` (if set) every 50 ms; that may raise to end
+// the job. The first error of any part is raised once every thread has been joined.
+void LVRunInParts(int parts, const TLVPartFn& part, const std::function<void()>& waiting = {});
 
 // Calls `block(part, first, count)` for every block of rows [0, total) (count <=
 // kLVBlockSize), in order within each of `parts` contiguous parts, and reports the rows
