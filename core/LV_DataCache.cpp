@@ -161,12 +161,10 @@ void TLVDataCache::HandOverBlocks() noexcept {
   rowBlocks_.clear();
   rowCount_ = 0;
   capacity_ = 0;
-  expectedEnd_ = 0;
-  allocatedBytes_ = 0;
-  textBytes_ = 0;
+  recordBytes_ = 0;
 }
 
-void TLVDataCache::AddRowBlock() {
+void TLVDataCache::AddRowBlock(size_t textRoom) {
   if (!active_) throw ELVDataError("ErrDataCacheClosed");
   if (blocks_.size() == blocks_.capacity()) {
     const size_t grown = std::max<size_t>(8, blocks_.size() * 2);
@@ -175,29 +173,42 @@ void TLVDataCache::AddRowBlock() {
   }
   TBlockStore store;
   store.memory.records = TLVPageBlock(static_cast<size_t>(rowsPerBlock_) * recordSize_);
-  const TLVRowIndex expected = std::clamp<TLVRowIndex>(expectedEnd_ - capacity_, 0, rowsPerBlock_);
-  if (expected > 0) {
-    LVPrefaultPages(store.memory.records.Data(), static_cast<size_t>(expected) * recordSize_);
+  if (textRoom > 0) {
+    TLVPageBlock room(textRoom);
+    store.textCursor = room.Data();
+    store.textLeft = room.Bytes();
+    store.textAllocated = room.Bytes();
+    store.memory.textChunks.push_back(std::move(room));
   }
-  allocatedBytes_ += store.memory.records.Bytes();
+  recordBytes_ += store.memory.records.Bytes();
   rowBlocks_.push_back(store.memory.records.Data());
   blocks_.push_back(std::move(store));
   capacity_ += rowsPerBlock_;
 }
 
 TLVRowIndex TLVDataCache::AppendRows(TLVRowIndex count) {
+  return AppendRowsToFill(count, 0);
+}
+
+TLVRowIndex TLVDataCache::AppendRowsToFill(TLVRowIndex count, size_t textBytes) {
   if (!active_) throw ELVDataError("ErrDataCacheClosed");
   if (count < 0) throw ELVDataError("ErrDataCacheInvalidIndex", {count});
   if (static_cast<uint64_t>(count) > static_cast<uint64_t>(PTRDIFF_MAX) / recordSize_) {
     throw std::bad_alloc();
   }
+  // Each new block's share of the text room, with an eighth to spare: rows differ, and
+  // what a block leaves unused is given back by EndFill.
+  const double roomPerRow = count > 0 ? 1.125 * static_cast<double>(textBytes) / static_cast<double>(count) : 0;
   const size_t blocksBefore = blocks_.size();
   const TLVRowIndex capacityBefore = capacity_;
   try {
-    while (capacity_ - rowCount_ < count) AddRowBlock();
+    while (capacity_ - rowCount_ < count) {
+      const TLVRowIndex rows = std::min(rowsPerBlock_, rowCount_ + count - capacity_);
+      AddRowBlock(static_cast<size_t>(roomPerRow * static_cast<double>(rows)));
+    }
   } catch (...) {
     while (blocks_.size() > blocksBefore) {
-      allocatedBytes_ -= blocks_.back().memory.records.Bytes();
+      recordBytes_ -= blocks_.back().memory.records.Bytes();
       blocks_.pop_back();
       rowBlocks_.pop_back();
     }
@@ -206,10 +217,66 @@ TLVRowIndex TLVDataCache::AppendRows(TLVRowIndex count) {
   }
   const TLVRowIndex first = rowCount_;
   rowCount_ += count;
+  fillFirst_ = first;
   return first;
 }
 
-TLVTextItem* TLVDataCache::PlaceTextInNewChunk(TLVRowIndex row, TBlockStore& store,
+void TLVDataCache::PrepareFill(TLVRowIndex first, TLVRowIndex count, size_t textBytes) {
+  if (count <= 0) return;
+  if (first < 0 || first > rowCount_ - count || (first >> rowShift_) != ((first + count - 1) >> rowShift_)) {
+    ThrowBadRange(first, count);
+  }
+  // madvise wants whole pages; blocks start on one, so rounding down stays inside.
+  const auto prefault = [](uint8_t* from, size_t bytes) {
+    const size_t lead = reinterpret_cast<uintptr_t>(from) % LVPageSize();
+    LVPrefaultPages(from - lead, bytes + lead);
+  };
+  prefault(SlotAt(first, 0), static_cast<size_t>(count) * recordSize_);
+  const TBlockStore& store = blocks_[static_cast<size_t>(first >> rowShift_)];
+  if (store.textLeft > 0 && textBytes > 0) prefault(store.textCursor, std::min(textBytes, store.textLeft));
+}
+
+void TLVDataCache::EndFill(TLVRowIndex filled) noexcept {
+  const TLVRowIndex keep = fillFirst_ + std::clamp<TLVRowIndex>(filled, 0, rowCount_ - fillFirst_);
+  // Blocks past the kept rows go back at once: nothing was handed out from them yet.
+  const auto keptBlocks = static_cast<size_t>((keep + rowsPerBlock_ - 1) >> rowShift_);
+  while (blocks_.size() > keptBlocks) {
+    recordBytes_ -= blocks_.back().memory.records.Bytes();
+    blocks_.pop_back();
+    rowBlocks_.pop_back();
+  }
+  capacity_ = static_cast<TLVRowIndex>(blocks_.size()) * rowsPerBlock_;
+  // Rows appended later must be null, whatever a filling thread wrote there.
+  if (keep < std::min(rowCount_, capacity_)) {
+    std::memset(SlotAt(keep, 0), 0, static_cast<size_t>(std::min(rowCount_, capacity_) - keep) * recordSize_);
+  }
+  rowCount_ = keep;
+  for (size_t b = static_cast<size_t>(fillFirst_ >> rowShift_); b < blocks_.size(); ++b) {
+    TBlockStore& store = blocks_[b];
+    if (store.memory.textChunks.empty() || store.textLeft <= kTextChunkBytes) continue;
+    TLVPageBlock& room = store.memory.textChunks.back();
+    const size_t used = static_cast<size_t>(store.textCursor - room.Data());
+    const size_t kept = LVRoundToPages(std::max<size_t>(used, 1));
+    store.textAllocated -= room.Bytes();
+    room.TrimTo(kept);
+    store.textAllocated += room.Bytes();
+    store.textLeft = room.Bytes() > used ? std::min(store.textLeft, room.Bytes() - used) : 0;
+  }
+}
+
+size_t TLVDataCache::AllocatedBytes() const {
+  size_t bytes = recordBytes_;
+  for (const TBlockStore& store : blocks_) bytes += store.textAllocated;
+  return bytes;
+}
+
+size_t TLVDataCache::PayloadBytes() const {
+  size_t bytes = static_cast<size_t>(rowCount_) * recordSize_;
+  for (const TBlockStore& store : blocks_) bytes += store.textBytes;
+  return bytes;
+}
+
+TLVTextItem* TLVDataCache::PlaceTextInNewChunk(TBlockStore& store,
                                                std::string_view text) {
   if (text.size() > kLVMaxTextLength) throw std::bad_alloc();
   const size_t size = TLVTextItem::StorageSize(text.size());
@@ -220,19 +287,17 @@ TLVTextItem* TLVDataCache::PlaceTextInNewChunk(TLVRowIndex row, TBlockStore& sto
   if (size > kTextChunkBytes / 4) {
     TLVPageBlock own(size);
     TLVTextItem* item = TLVTextItem::Place(own.Data(), text, true);
-    allocatedBytes_ += own.Bytes();
-    textBytes_ += size;
+    store.textAllocated += own.Bytes();
+    store.textBytes += size;
     chunks.push_back(std::move(own));
     return item;
   }
   TLVPageBlock chunk(kTextChunkBytes);
-  // Rows that are filled at once fill their text chunks too.
-  if (row < expectedEnd_) LVPrefaultPages(chunk.Data(), chunk.Bytes());
   uint8_t* at = chunk.Data();
   store.textCursor = at + size;
   store.textLeft = chunk.Bytes() - size;
-  allocatedBytes_ += chunk.Bytes();
-  textBytes_ += size;
+  store.textAllocated += chunk.Bytes();
+  store.textBytes += size;
   chunks.push_back(std::move(chunk));
   return TLVTextItem::Place(at, text, true);
 }

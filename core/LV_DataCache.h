@@ -8,7 +8,8 @@
 // is found with a shift and a mask. The texts of a block's string cells are placed in
 // text chunks that belong to that block, so a block and its texts go back together.
 //
-// Ownership and threads: a cache is used from one thread. Close() and Clear() hand
+// Ownership and threads: a cache is used from one thread, but for the filling of rows
+// by several threads, a row block each (AppendRowsToFill). Close() and Clear() hand
 // the blocks to the process-wide clean-up buffer (LV_DataCacheCleanup.h), the only part
 // shared between threads, which frees a block once no TLVText handed out by GetValue()
 // points into it. Views from GetString(), ReadBlock() and ReadRows() point into the
@@ -71,22 +72,28 @@ class TLVDataCache {
     return rowCount_++;
   }
   TLVRowIndex AppendRows(TLVRowIndex count);
-  // Appends a row and returns its record (RecordSize() bytes, every cell null), for
-  // readers whose input already holds records: a native data file is read row by row
-  // straight into the cache. Flag bytes and the values of non-string slots may be
-  // written as they are; a string slot must only be set through SetString. Valid
-  // while the cache is open and not cleared.
-  uint8_t* AppendRecord() { return SlotAt(AppendRow(), 0); }
+  // Filling many rows at once, from several threads (a native data file is read so).
+  // AppendRowsToFill appends `count` rows, every cell null, and has the system set up
+  // their memory without touching it: their records, and room for about `textBytes`
+  // of texts shared out over their blocks. Threads then fill the rows of whole blocks of
+  // their own, each block from one thread: PrepareFill has the system map the memory
+  // of some of those rows (and `textBytes` of their text room) in one go, which costs
+  // it far less than mapping page by page at the first write; RecordToFill gives a
+  // row's record, whose flag bytes and non-string values may be written as they are;
+  // SetNewString sets its texts. No other call may be made until EndFill, which keeps
+  // the first `filled` of the rows (later ones go back to null or away) and gives back
+  // the text room left unused. Memory is taken from the system only in
+  // AppendRowsToFill, except for texts that outgrow their block's room, because a
+  // thread asking the system for memory holds up the page mapping of the others.
+  TLVRowIndex AppendRowsToFill(TLVRowIndex count, size_t textBytes);
+  void PrepareFill(TLVRowIndex first, TLVRowIndex count, size_t textBytes);
+  uint8_t* RecordToFill(TLVRowIndex row) const { return SlotAt(row, 0); }
+  void EndFill(TLVRowIndex filled) noexcept;
+  TLVRowIndex RowsPerBlock() const { return rowsPerBlock_; }
 
-  // Readers that are about to append `count` rows and fill them at once (a native data
-  // file) say so first: the memory of those rows, records and texts, is then mapped by
-  // the system in one go as each block is opened, which costs it far less than mapping
-  // page by page at the first write. Rows appended otherwise work the same.
-  void ExpectRows(TLVRowIndex count) { expectedEnd_ = rowCount_ + std::max<TLVRowIndex>(count, 0); }
-
-  // Sets a string cell of a row from AppendRecord that has not been set since, without
-  // the checks of SetString: for readers that fill whole records. `slot` is the row's
-  // record plus SlotOffset() of a string column.
+  // Sets a string cell of a row being filled that has not been set since, without the
+  // checks of SetString. `slot` is the row's record plus SlotOffset() of a string
+  // column.
   void SetNewString(TLVRowIndex row, uint8_t* slot, std::string_view text) {
     TLVTextItem* item = text.empty() ? nullptr : PlaceText(row, text);
     slot[0] = 1;
@@ -217,19 +224,22 @@ class TLVDataCache {
 
   // Bytes taken from the system for live rows and texts, and the bytes those need
   // (records plus text items), for memory reports.
-  size_t AllocatedBytes() const { return allocatedBytes_; }
-  size_t PayloadBytes() const { return static_cast<size_t>(rowCount_) * recordSize_ + textBytes_; }
+  size_t AllocatedBytes() const;
+  size_t PayloadBytes() const;
 
  private:
   struct TSlot {
     size_t offset;
     TLVDataType type;
   };
-  // A block's memory plus where its next text goes.
+  // A block's memory plus where its next text goes. Text sizes are counted per block,
+  // so that threads filling different blocks share nothing.
   struct TBlockStore {
     TLVRowBlockMemory memory;
     uint8_t* textCursor = nullptr;
     size_t textLeft = 0;
+    size_t textBytes = 0;
+    size_t textAllocated = 0;
   };
 
   bool ValidCell(TLVRowIndex row, int32_t column) const {
@@ -267,11 +277,11 @@ class TLVDataCache {
     const size_t size = TLVTextItem::StorageSize(text.size());
     TBlockStore& store = blocks_[static_cast<size_t>(row >> rowShift_)];
     if (size > store.textLeft) [[unlikely]]
-      return PlaceTextInNewChunk(row, store, text);
+      return PlaceTextInNewChunk(store, text);
     uint8_t* at = store.textCursor;
     store.textCursor += size;
     store.textLeft -= size;
-    textBytes_ += size;
+    store.textBytes += size;
     return TLVTextItem::Place(at, text, true);
   }
   // Called before a string slot is overwritten: a text someone still holds must keep
@@ -284,11 +294,12 @@ class TLVDataCache {
       KeepReplacedText(row, old);
   }
 
-  TLVTextItem* PlaceTextInNewChunk(TLVRowIndex row, TBlockStore& store, std::string_view text);
+  TLVTextItem* PlaceTextInNewChunk(TBlockStore& store, std::string_view text);
   void KeepReplacedText(TLVRowIndex row, TLVTextItem* item);
   // The column and the count of a gather.
   void CheckGather(int32_t column, int32_t count) const;
-  void AddRowBlock();
+  // `textRoom` bytes are set aside for the new block's texts, untouched.
+  void AddRowBlock(size_t textRoom = 0);
   void HandOverBlocks() noexcept;
   [[noreturn]] void ThrowBadCell(TLVRowIndex row, int32_t column) const;
   [[noreturn]] void ThrowBadRange(TLVRowIndex first, TLVRowIndex count) const;
@@ -307,14 +318,14 @@ class TLVDataCache {
   TLVRowIndex rowMask_ = 0;
   TLVRowIndex rowCount_ = 0;
   TLVRowIndex capacity_ = 0;
-  // Rows before this one are about to be filled at once (ExpectRows).
-  TLVRowIndex expectedEnd_ = 0;
   // The records of each block, apart from the rest so that the hot paths index a dense
   // array of pointers.
   std::vector<uint8_t*> rowBlocks_;
   std::vector<TBlockStore> blocks_;
-  size_t allocatedBytes_ = 0;
-  size_t textBytes_ = 0;
+  // Bytes of the record blocks; texts are counted per block.
+  size_t recordBytes_ = 0;
+  // The first row of the last AppendRowsToFill.
+  TLVRowIndex fillFirst_ = 0;
 };
 
 // Registers the row cache's message keys with the text table.

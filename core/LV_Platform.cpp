@@ -1,5 +1,6 @@
 #include "core/LV_Platform.h"
 
+#include <algorithm>
 #include <new>
 
 #ifdef _WIN32
@@ -68,6 +69,19 @@ void LVFreePages(void* memory, size_t bytes) noexcept {
   VirtualFree(memory, 0, MEM_RELEASE);
 #else
   munmap(memory, LVRoundToPages(bytes));
+#endif
+}
+
+size_t LVTrimPages(void* memory, size_t bytes, size_t keep) noexcept {
+#ifdef _WIN32
+  (void)memory;
+  (void)keep;
+  return bytes;
+#else
+  const size_t held = LVRoundToPages(bytes);
+  const size_t kept = LVRoundToPages(keep);
+  if (kept < held) munmap(static_cast<uint8_t*>(memory) + kept, held - kept);
+  return std::min(kept, held);
 #endif
 }
 

@@ -29,6 +29,10 @@ void* LVAllocPages(size_t bytes);
 void LVPrefaultPages(void* memory, size_t bytes) noexcept;
 // Returns memory from LVAllocPages; `bytes` is the size it was asked for.
 void LVFreePages(void* memory, size_t bytes) noexcept;
+// Gives back the pages of memory from LVAllocPages (`bytes` long) after its first `keep`
+// bytes (whole pages) and returns the bytes it still holds: `keep`, or `bytes` where the
+// system can only give back a whole allocation (Windows), which is then kept.
+size_t LVTrimPages(void* memory, size_t bytes, size_t keep) noexcept;
 
 // A run of pages owned like a unique_ptr.
 class TLVPageBlock {
@@ -59,6 +63,10 @@ class TLVPageBlock {
     if (data_) LVFreePages(data_, bytes_);
     data_ = nullptr;
     bytes_ = 0;
+  }
+  // Gives back the pages after the first `keep` bytes (see LVTrimPages).
+  void TrimTo(size_t keep) noexcept {
+    if (data_ && keep < bytes_) bytes_ = LVTrimPages(data_, bytes_, keep);
   }
   // Forgets the pages without returning them: for the rare case where something that
   // cannot be tracked any more may still point into them.

@@ -122,27 +122,58 @@ TEST(DataCache, RoundTripsEveryTypeWithNulls) {
   EXPECT_TRUE(cache.IsNull(0, 1));
 }
 
-TEST(DataCache, RecordsFilledInPlaceReadLikeSetCells) {
+// Rows filled in place by two threads, a block each at a time, read like rows set cell
+// by cell; the rows past the kept ones are null again when appended later.
+TEST(DataCache, RowsFilledInPlaceFromTwoThreads) {
   TQuietBuffer quiet;
   TLVDataCache cache(quiet.buffer);
   cache.SetColumns({dtInteger, dtString, dtFloat});
-  cache.SetRowBlockBytes(2 * 23);  // two rows per block: the third record is in a new block
+  cache.SetRowBlockBytes(4 * 23);  // four rows per block
   cache.Open();
-  for (int32_t i = 0; i < 3; ++i) {
-    uint8_t* record = cache.AppendRecord();
-    EXPECT_EQ(record[cache.SlotOffset(0)], 0) << "a new record is all missing";
-    record[cache.SlotOffset(0)] = 1;
-    std::memcpy(record + cache.SlotOffset(0) + 1, &i, sizeof i);
-    const double x = i * 1.5;
-    record[cache.SlotOffset(2)] = i != 1;
-    std::memcpy(record + cache.SlotOffset(2) + 1, &x, sizeof x);
-    cache.SetString(i, 1, RowText(i));
+  cache.AppendRow();  // filling starts in the middle of a block
+  constexpr TLVRowIndex kRows = 4 * 40;
+  // Far more text room than the texts take: what is left must go back.
+  const TLVRowIndex first = cache.AppendRowsToFill(kRows, kRows * 32768);
+  ASSERT_EQ(first, 1);
+  auto fill = [&](TLVRowIndex from, TLVRowIndex to) {
+    cache.PrepareFill(from, to - from, (to - from) * 64);
+    for (TLVRowIndex row = from; row < to; ++row) {
+      uint8_t* record = cache.RecordToFill(row);
+      EXPECT_EQ(record[cache.SlotOffset(0)], 0) << "a new record is all missing";
+      const auto value = static_cast<int32_t>(row);
+      record[cache.SlotOffset(0)] = 1;
+      std::memcpy(record + cache.SlotOffset(0) + 1, &value, sizeof value);
+      const double x = static_cast<double>(row) * 1.5;
+      record[cache.SlotOffset(2)] = row % 3 != 0;
+      std::memcpy(record + cache.SlotOffset(2) + 1, &x, sizeof x);
+      cache.SetNewString(row, record + cache.SlotOffset(1), RowText(row) + std::string(row % 7 * 9, 'x'));
+    }
+  };
+  // Block b holds rows [4b, 4b + 4); odd blocks on one thread, even on the other.
+  auto blocks = [&](TLVRowIndex parity) {
+    for (TLVRowIndex b = parity; b * 4 < first + kRows; b += 2) {
+      fill(std::max(first, b * 4), std::min(first + kRows, b * 4 + 4));
+    }
+  };
+  std::thread other(blocks, 1);
+  blocks(0);
+  other.join();
+  const TLVRowIndex kept = kRows - 6;  // ends inside a block, and drops whole blocks
+  const size_t allocated = cache.AllocatedBytes();
+  cache.EndFill(kept);
+  EXPECT_LT(cache.AllocatedBytes(), allocated / 4) << "the text room left unused is given back";
+
+  ASSERT_EQ(cache.RowCount(), first + kept);
+  EXPECT_TRUE(cache.IsNull(0, 0));
+  for (TLVRowIndex row = first; row < first + kept; ++row) {
+    ASSERT_EQ(cache.GetValue(row, 0), TLVValue::Integer(static_cast<int32_t>(row)));
+    ASSERT_EQ(cache.GetValue(row, 1), TLVValue::String(RowText(row) + std::string(row % 7 * 9, 'x')));
+    ASSERT_EQ(cache.IsNull(row, 2), row % 3 == 0);
   }
-  ASSERT_EQ(cache.RowCount(), 3);
-  EXPECT_EQ(cache.GetValue(2, 0), TLVValue::Integer(2));
-  EXPECT_EQ(cache.GetValue(2, 2), TLVValue::Float(3.0));
-  EXPECT_TRUE(cache.IsNull(1, 2));
-  EXPECT_EQ(cache.GetValue(1, 1), TLVValue::String(RowText(1)));
+  for (int i = 0; i < 6; ++i) {
+    const TLVRowIndex row = cache.AppendRow();
+    EXPECT_TRUE(cache.IsNull(row, 0) && cache.IsNull(row, 1) && cache.IsNull(row, 2)) << row;
+  }
 }
 
 TEST(DataCache, RefusesStructuralChangeWhileOpen) {
