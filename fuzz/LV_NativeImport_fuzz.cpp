@@ -1,7 +1,9 @@
 // Native data files come from anywhere: any bytes must either read or raise ELVError,
 // without crashing, hanging or allocating what the file merely claims (libFuzzer's
 // malloc limit catches the latter). What reads must survive a trip through the writer:
-// writing again what was read from the written copy gives the same bytes.
+// writing again what was read from the written copy gives the same bytes. Whether one
+// thread reads or several, the rows and the errors are the same, so reading in threads
+// is what is fuzzed.
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -12,6 +14,7 @@
 #include "core/LV_CoreStartup.h"
 #include "core/LV_DataCache.h"
 #include "core/LV_Errors.h"
+#include "core/LV_RowParts.h"
 #include "env/LV_EnvStartup.h"
 #include "io/LV_IoStartup.h"
 #include "io/LV_NativeFile.h"
@@ -43,7 +46,9 @@ TTable ReadAndRewrite(std::string_view bytes, TLVCodePage page) {
   if (table.header.cellTypes.empty()) return table;
   TLVDataCache cache(Cleanup());
   cache.SetColumns(reader.CacheColumns());
-  cache.SetRowBlockBytes(size_t{64} << 10);
+  // Blocks of a few rows and a low bar for threads: the rows of even a small input are
+  // read in segments by two threads, as a large file's are.
+  cache.SetRowBlockBytes(256);
   cache.Open();
   const int64_t rows = table.rows = reader.ReadRows(cache, nullptr);
   writer.WriteHeader(table.header.columns, rows);
@@ -62,7 +67,7 @@ TTable ReadAndRewrite(std::string_view bytes, TLVCodePage page) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static bool started = (CoreStartup(), EnvStartup(), IoStartup(), true);
+  static bool started = (CoreStartup(), EnvStartup(), IoStartup(), LVSetMinRowsPerPart(8), true);
   (void)started;
   std::string_view bytes(reinterpret_cast<const char*>(data), size);
   for (TLVCodePage page : {TLVCodePage::cpWindows1251, TLVCodePage::cpUTF8}) {

@@ -1,10 +1,13 @@
 #include "io/LV_NativeFile.h"
 
+#include <atomic>
 #include <bit>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <limits>
+#include <mutex>
 #include <stdexcept>
 
 #include "core/LV_Bytes.h"
@@ -13,6 +16,7 @@
 #include "core/LV_Format.h"
 #include "core/LV_Localization.h"
 #include "core/LV_Progress.h"
+#include "core/LV_RowParts.h"
 
 namespace lv {
 
@@ -30,6 +34,8 @@ constexpr uint64_t kMinColumnBytes = 4 + 4 + 4 + 3;
 // Output is handed over in pieces of this size; input is read through a buffer of 64 KiB.
 constexpr size_t kOutputChunk = size_t{1} << 20;
 constexpr size_t kInputBuffer = size_t{1} << 16;
+// Rows are read from the source in pieces of this size.
+constexpr size_t kReadPiece = size_t{1} << 18;
 
 template <class T>
 void Store(void* at, T value) {
@@ -332,6 +338,43 @@ class TLVNativeFileReader::TInput {
     left_ -= n;
   }
 
+  // Takes the next `count` rows into `out`, from its start, and returns their bytes.
+  // `rowBytes(at, i)` gives the bytes of row i (its head included) from its first
+  // `head` bytes, or raises when they are wrong. Reads from the source straight into
+  // `out`, a piece at a time, so that what is read past the last row (at most a piece)
+  // is all that is copied twice: it stays buffered for the next call.
+  template <class RowBytes>
+  size_t TakeRows(std::vector<uint8_t>& out, uint32_t count, size_t head, RowBytes rowBytes) {
+    size_t filled = end_ - at_;
+    if (out.size() < filled) out.resize(filled);
+    std::memcpy(out.data(), buffer_.data() + at_, filled);
+    at_ = end_ = 0;
+    const auto need = [&](size_t n) {
+      if (n <= filled) return;
+      if (n > left_) throw ELVError("ErrNativeTruncated");
+      const auto target = static_cast<size_t>(std::min<uint64_t>(left_, std::max(n, filled + kReadPiece)));
+      if (out.size() < target) out.resize(std::max(target, std::min<size_t>(out.size() * 2, left_)));
+      while (filled < n) {
+        const size_t got = source_->Read(out.data() + filled, target - filled);
+        if (got == 0) throw ELVError("ErrNativeTruncated");  // the source shrank
+        filled += got;
+      }
+    };
+    size_t taken = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+      need(taken + head);
+      const size_t size = rowBytes(out.data() + taken, i);
+      need(taken + size);
+      taken += size;
+    }
+    const size_t extra = filled - taken;
+    if (buffer_.size() < extra) buffer_.resize(extra);
+    std::memcpy(buffer_.data(), out.data() + taken, extra);
+    end_ = extra;
+    left_ -= taken;
+    return taken;
+  }
+
  private:
   // Keeps what is buffered and reads on until at least `n` bytes are.
   void Refill(size_t n) {
@@ -438,27 +481,21 @@ std::vector<TLVDataType> TLVNativeFileReader::CacheColumns() const {
   return types;
 }
 
-int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress) {
-  if (!headerRead_) ReadHeader();
-  if (header_.cellTypes.empty()) return 0;
-  if (cache.Columns() != CacheColumns()) {
-    throw std::logic_error("the row cache does not have the file's columns");
-  }
-
+TLVNativeFileReader::TRowPlan TLVNativeFileReader::PlanRows(const TLVDataCache& cache) const {
   // How a row's fixed part maps onto a cache record: runs of value cells are laid out
   // alike on both sides and are copied whole; text cells are placed one by one; cells
   // without values have nothing to copy (their slots stay missing).
   const TLVNativeLayout layout(header_.cellTypes);
-  std::vector<TRun> runs;
-  std::vector<TTextCell> texts;
+  TRowPlan plan;
   for (size_t c = 0; c < layout.Types().size(); ++c) {
     const TLVDataType type = layout.Types()[c];
     const size_t from = layout.CellOffset(c);
     const size_t to = cache.SlotOffset(static_cast<int32_t>(c));
     if (type == TLVDataType::dtString) {
-      texts.push_back({from, to, c});
+      plan.texts.push_back({from, to, c});
     } else if (type != TLVDataType::dtNone) {
       const size_t size = TLVNativeLayout::CellSize(type);
+      std::vector<TRun>& runs = plan.runs;
       if (!runs.empty() && runs.back().from + runs.back().size == from &&
           runs.back().to + runs.back().size == to) {
         runs.back().size += size;
@@ -467,64 +504,219 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
       }
     }
   }
-
-  TInput& in = *input_;
-  const size_t fixedSize = layout.FixedSize();
-  // Rows of tables with texts start with their size.
-  const size_t head = layout.HasStrings() ? sizeof(int32_t) : 0;
-  auto rowSize = [&](const uint8_t* at, uint32_t row) {
-    if (head == 0) return fixedSize;
-    const auto total = Load<int32_t>(at);
-    if (total < 0 || static_cast<size_t>(total) < fixedSize) {
-      throw ELVError("ErrNativeBadRow", {int64_t{row} + 1});
-    }
-    return static_cast<size_t>(total);
-  };
-
-  // The rows are filled as fast as they are read, so the cache may map their memory in
-  // one go; but only for as many rows as the bytes left can hold, whatever the count.
-  cache.ExpectRows(static_cast<TLVRowIndex>(
-      std::min<uint64_t>(header_.rowCount, in.Left() / (head + fixedSize))));
-  TLVProgressScope scope(progress, LVText("SNativeImporting"), header_.rowCount);
-  uint32_t read = 0;
-  while (read < header_.rowCount) {
-    // Rows are decoded where they lie in the input buffer, as many as it holds whole,
-    // up to the next report of progress.
-    const auto stop = static_cast<uint32_t>(
-        std::min<uint64_t>(header_.rowCount, (uint64_t{read} / kProgressRows + 1) * kProgressRows));
-    size_t size = rowSize(in.Peek(head), read);
-    const uint8_t* const start = in.Peek(head + size);
-    const uint8_t* const end = start + in.Buffered();
-    const uint8_t* at = start;
-    for (;;) {
-      uint8_t* record = cache.AppendRecord();
-      const uint8_t* bytes = at + head;
-      for (const TRun& run : runs) CopyShortBytes(record + run.to, bytes + run.from, run.size);
-      if (!texts.empty()) PlaceTexts(cache, texts, bytes, size, fixedSize, record, read);
-      at = bytes + size;
-      if (++read == stop || static_cast<size_t>(end - at) < head + fixedSize) break;
-      size = rowSize(at, read);
-      if (static_cast<size_t>(end - at) < head + size) break;
-    }
-    in.Skip(static_cast<size_t>(at - start));
-    if (progress && read % kProgressRows == 0) {
-      progress->SetPosition(read);
-      if (progress->Cancelled()) break;
-    }
-  }
-  return read;
+  plan.fixedSize = layout.FixedSize();
+  plan.head = layout.HasStrings() ? sizeof(int32_t) : 0;
+  return plan;
 }
 
-void TLVNativeFileReader::PlaceTexts(TLVDataCache& cache, const std::vector<TTextCell>& texts,
-                                     const uint8_t* bytes, size_t size, size_t fixedSize,
-                                     uint8_t* record, uint32_t read) {
-  const TLVRowIndex row = cache.RowCount() - 1;
+// One reading of rows: the segments, which thread has taken which, how far each got,
+// and the first error by position in the file.
+class TLVNativeFileReader::TRowJob {
+ public:
+  static constexpr size_t kNoSegment = SIZE_MAX;
+
+  TRowJob(TLVNativeFileReader& reader, TLVDataCache& cache, ILVProgress* progress,
+          TLVRowIndex firstRow, TLVRowIndex rows)
+      : reader_(reader),
+        cache_(cache),
+        plan_(reader.PlanRows(cache)),
+        progress_(progress),
+        firstRow_(firstRow),
+        endRow_(firstRow + rows) {
+    // Segments follow the cache's blocks, so that each block is filled by one thread.
+    const TLVRowIndex perBlock = cache.RowsPerBlock();
+    for (TLVRowIndex row = firstRow_; row < endRow_; row = (row / perBlock + 1) * perBlock) {
+      starts_.push_back(row);
+    }
+    starts_.push_back(endRow_);
+    done_.assign(Segments(), 0);
+  }
+
+  const TRowPlan& Plan() const { return plan_; }
+
+  // The rows of every segment, by `parts` threads.
+  void Run(int parts) {
+    std::vector<TPartState> states(static_cast<size_t>(parts));
+    for (TPartState& state : states) state.longest.assign(reader_.header_.cellTypes.size(), 0);
+    LVRunInParts(
+        parts, [&](int part, const std::atomic<bool>&) { RunPart(part, states[static_cast<size_t>(part)]); },
+        [&] { Report(); });
+    for (const TPartState& state : states) {
+      for (size_t c = 0; c < state.longest.size(); ++c) {
+        reader_.longest_[c] = std::max(reader_.longest_[c], state.longest[c]);
+      }
+    }
+  }
+
+  // Rows decoded from the first on without a gap (after Run).
+  TLVRowIndex RowsRead() const {
+    TLVRowIndex rows = 0;
+    for (size_t k = 0; k < Segments(); ++k) {
+      rows += done_[k];
+      if (done_[k] < SegmentRows(k)) break;
+    }
+    return rows;
+  }
+  // The error of the earliest damaged segment, if any (after Run).
+  void RaiseError() const {
+    if (error_) std::rethrow_exception(error_);
+  }
+  bool Cancelled() const { return cancelled_; }
+
+ private:
+  size_t Segments() const { return starts_.size() - 1; }
+  TLVRowIndex SegmentRows(size_t k) const { return starts_[k + 1] - starts_[k]; }
+
+  void RunPart(int part, TPartState& state) {
+    for (;;) {
+      size_t k;
+      size_t textBytes;
+      {
+        std::lock_guard lock(inputMutex_);
+        if (cancelled_ || errorSegment_ != kNoSegment || next_ == Segments()) return;
+        k = next_++;
+        try {
+          textBytes = TakeSegment(k, state);
+        } catch (...) {
+          Fail(k, std::current_exception());
+          return;
+        }
+      }
+      try {
+        cache_.PrepareFill(starts_[k], SegmentRows(k), textBytes);
+        DecodeSegment(k, state, part == 0);
+      } catch (...) {
+        Fail(k, std::current_exception());
+        return;
+      }
+    }
+  }
+
+  // Under the input's lock: the bytes of segment k from the source. Returns about the
+  // bytes its texts take in the cache.
+  size_t TakeSegment(size_t k, TPartState& state) {
+    const size_t head = plan_.head;
+    const size_t fixedSize = plan_.fixedSize;
+    const int64_t fileRow = starts_[k] - firstRow_;
+    const size_t bytes = reader_.input_->TakeRows(
+        state.bytes, static_cast<uint32_t>(SegmentRows(k)), head, [&](const uint8_t* at, uint32_t i) {
+          if (head == 0) return fixedSize;
+          const auto total = Load<int32_t>(at);
+          if (total < 0 || static_cast<size_t>(total) < fixedSize) {
+            throw ELVError("ErrNativeBadRow", {fileRow + i + 1});
+          }
+          return head + static_cast<size_t>(total);
+        });
+    // Text items take a few bytes more in the cache than in the file (alignment).
+    const auto rows = static_cast<size_t>(SegmentRows(k));
+    return bytes - rows * (head + fixedSize) + rows * plan_.texts.size() * 3;
+  }
+
+  void DecodeSegment(size_t k, TPartState& state, bool reports) {
+    const size_t head = plan_.head;
+    const uint8_t* at = state.bytes.data();
+    TLVRowIndex row = starts_[k];
+    const TLVRowIndex end = starts_[k + 1];
+    while (row < end) {
+      // Progress and cancellation are looked at every kProgressRows rows of the file.
+      const TLVRowIndex stop = std::min(end, firstRow_ + ((row - firstRow_) / kProgressRows + 1) * kProgressRows);
+      const TLVRowIndex chunk = stop - row;
+      for (; row < stop; ++row) {
+        const size_t size = head == 0 ? plan_.fixedSize : static_cast<size_t>(Load<int32_t>(at));
+        const uint8_t* bytes = at + head;
+        uint8_t* record = cache_.RecordToFill(row);
+        for (const TRun& run : plan_.runs) CopyShortBytes(record + run.to, bytes + run.from, run.size);
+        if (!plan_.texts.empty()) {
+          reader_.PlaceTexts(cache_, plan_, state, bytes, size, record, row, row - firstRow_);
+        }
+        at = bytes + size;
+      }
+      done_[k] += chunk;
+      rowsDone_.fetch_add(chunk, std::memory_order_relaxed);
+      if (reports) Report();
+      if (cancelled_ || errorSegment_ < k) return;
+    }
+  }
+
+  // On the calling thread only.
+  void Report() {
+    if (!progress_) return;
+    progress_->SetPosition(rowsDone_.load(std::memory_order_relaxed));
+    if (progress_->Cancelled()) cancelled_ = true;
+  }
+
+  void Fail(size_t k, std::exception_ptr error) {
+    std::lock_guard lock(errorMutex_);
+    if (k < errorSegment_) {
+      errorSegment_ = k;
+      error_ = std::move(error);
+    }
+  }
+
+  TLVNativeFileReader& reader_;
+  TLVDataCache& cache_;
+  const TRowPlan plan_;
+  ILVProgress* const progress_;
+  const TLVRowIndex firstRow_;
+  const TLVRowIndex endRow_;
+  // Segment k is cache rows [starts_[k], starts_[k + 1]).
+  std::vector<TLVRowIndex> starts_;
+  // Rows of each segment decoded; each written only by the thread that took it.
+  std::vector<TLVRowIndex> done_;
+  std::atomic<TLVRowIndex> rowsDone_{0};
+  std::atomic<bool> cancelled_{false};
+  std::mutex inputMutex_;
+  size_t next_ = 0;  // guarded by inputMutex_: the next segment to take
+  std::mutex errorMutex_;
+  std::atomic<size_t> errorSegment_{kNoSegment};
+  std::exception_ptr error_;  // guarded by errorMutex_
+};
+
+int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress) {
+  if (!headerRead_) ReadHeader();
+  if (header_.cellTypes.empty()) return 0;
+  if (cache.Columns() != CacheColumns()) {
+    throw std::logic_error("the row cache does not have the file's columns");
+  }
+  const TLVNativeLayout layout(header_.cellTypes);
+  const size_t rowMinimum = (layout.HasStrings() ? sizeof(int32_t) : 0) + layout.FixedSize();
+  // Memory goes to as many rows as the bytes left can hold, whatever the count says,
+  // and to as many bytes of texts as they have.
+  const uint64_t left = input_->Left();
+  const auto rows = static_cast<TLVRowIndex>(std::min<uint64_t>(header_.rowCount, left / rowMinimum));
+  const size_t itemBytes = static_cast<size_t>(left - static_cast<uint64_t>(rows) * rowMinimum);
+  // Texts of a single-byte page may take up to twice as many bytes in UTF-8. Room not
+  // used is given back before the rows are handed out.
+  const size_t textRoom = decoder_.Page() == TLVCodePage::cpUTF8 ? itemBytes : 2 * itemBytes;
+
+  TLVProgressScope scope(progress, LVText("SNativeImporting"), header_.rowCount);
+  const TLVRowIndex first = cache.AppendRowsToFill(rows, textRoom);
+  // However the reading ends, the cache keeps the rows read and nothing else.
+  struct TEndFill {
+    TLVDataCache& cache;
+    TLVRowIndex read = 0;
+    ~TEndFill() { cache.EndFill(read); }
+  } end{cache};
+  TRowJob job(*this, cache, progress, first, rows);
+  job.Run(LVRowPartCount(rows));
+  end.read = job.RowsRead();
+  job.RaiseError();
+  if (!job.Cancelled() && static_cast<uint64_t>(rows) < header_.rowCount) {
+    throw ELVError("ErrNativeTruncated");
+  }
+  return end.read;
+}
+
+void TLVNativeFileReader::PlaceTexts(TLVDataCache& cache, const TRowPlan& plan, TPartState& state,
+                                     const uint8_t* bytes, size_t size, uint8_t* record,
+                                     TLVRowIndex row, int64_t fileRow) const {
+  const size_t fixedSize = plan.fixedSize;
   // Every item lies after the fixed part: when all of that is ASCII (item headers of
   // short texts are too), so is every text of the row, and none needs converting.
   const bool ascii =
       IsAsciiText({reinterpret_cast<const char*>(bytes + fixedSize), size - fixedSize});
   const bool singleByte = decoder_.Page() != TLVCodePage::cpUTF8;
-  for (const TTextCell& cell : texts) {
+  for (const TTextCell& cell : plan.texts) {
     const uint8_t* at = bytes + cell.from;
     if (at[0] == 0) continue;
     uint8_t* slot = record + cell.to;
@@ -537,21 +729,21 @@ void TLVNativeFileReader::PlaceTexts(TLVDataCache& cache, const std::vector<TTex
     // zero inside the row.
     if (offset < 0 || static_cast<size_t>(offset) < fixedSize + kItemHeader ||
         static_cast<size_t>(offset) >= size) {
-      throw ELVError("ErrNativeBadRow", {int64_t{read} + 1});
+      throw ELVError("ErrNativeBadRow", {fileRow + 1});
     }
     const auto length = Load<int32_t>(bytes + offset - sizeof(int32_t));
     if (length < 0 || static_cast<size_t>(length) >= size - static_cast<size_t>(offset)) {
-      throw ELVError("ErrNativeBadRow", {int64_t{read} + 1});
+      throw ELVError("ErrNativeBadRow", {fileRow + 1});
     }
     std::string_view text(reinterpret_cast<const char*>(bytes + offset),
                           static_cast<size_t>(length));
-    int32_t& longest = longest_[cell.column];
+    int32_t& longest = state.longest[cell.column];
     int32_t characters = length;
     if (!ascii && !IsAsciiText(text)) {
       if (singleByte || !IsValidUtf8(text)) {
-        decoded_.clear();
-        decoder_.Append(text, decoded_);
-        text = decoded_;
+        state.decoded.clear();
+        decoder_.Append(text, state.decoded);
+        text = state.decoded;
       }
       // A single-byte page has one character per byte; UTF-8 is counted only when it
       // could beat the longest so far (it never has more characters than bytes).

@@ -12,7 +12,8 @@
 // decodes a header and appends rows to a row cache. Neither trusts the other side: the
 // reader checks every count, length and offset against the bytes the source really has
 // before it uses them, so a damaged or hostile file gets a message, never a crash or an
-// allocation of what the file merely claims. Both belong to one thread.
+// allocation of what the file merely claims. Both belong to one thread; the reader
+// decodes large files on every core (ReadRows), threads of its own that end with it.
 #pragma once
 
 #include <algorithm>
@@ -187,7 +188,13 @@ class TLVNativeFileReader {
   // Appends the rows to `cache` (open, with CacheColumns()), after ReadHeader. Every
   // kProgressRows rows the position goes to `progress`; when it reports cancellation the
   // reading stops and the rows read so far stay. Returns the number of rows read.
-  // Raises "ErrNativeTruncated" or "ErrNativeBadRow" for a damaged row.
+  // Raises "ErrNativeTruncated" or "ErrNativeBadRow" for a damaged row (the first one,
+  // as a reading from start to end would meet it).
+  //
+  // The rows of each of the cache's row blocks make a segment. Segments are taken from
+  // the source in order, one thread at a time, and decoded into their blocks by as
+  // many threads as LVRowPartCount allows, the caller's included; the cache maps their
+  // memory before they start (TLVDataCache::AppendRowsToFill).
   int64_t ReadRows(TLVDataCache& cache, ILVProgress* progress);
 
   // The longest text (in characters) of each cell column over the rows read; 0 for
@@ -205,14 +212,31 @@ class TLVNativeFileReader {
     size_t from, to, column;
   };
 
-  // Places the texts of a row (`size` bytes from its fixed part on) that was just
-  // appended as `record`; `read` counts the rows before it.
-  void PlaceTexts(TLVDataCache& cache, const std::vector<TTextCell>& texts, const uint8_t* bytes,
-                  size_t size, size_t fixedSize, uint8_t* record, uint32_t read);
+  // How the rows of this file go into cache records.
+  struct TRowPlan {
+    std::vector<TRun> runs;
+    std::vector<TTextCell> texts;
+    // Bytes before a row's fixed part: its size, in tables with texts.
+    size_t head = 0;
+    size_t fixedSize = 0;
+  };
+  // What each thread decoding rows has of its own.
+  struct TPartState {
+    std::vector<uint8_t> bytes;
+    std::string decoded;
+    std::vector<int32_t> longest;
+  };
+  class TRowJob;
+
+  TRowPlan PlanRows(const TLVDataCache& cache) const;
+  // Places the texts of `row`, whose bytes from its fixed part on are `bytes` (`size` of
+  // them) and whose record is `record`; the row is number `fileRow` + 1 of the file.
+  void PlaceTexts(TLVDataCache& cache, const TRowPlan& plan, TPartState& state,
+                  const uint8_t* bytes, size_t size, uint8_t* record, TLVRowIndex row,
+                  int64_t fileRow) const;
 
   std::unique_ptr<TInput> input_;
   TLVCodePageDecoder decoder_;
-  std::string decoded_;
   TLVNativeHeader header_;
   std::vector<int32_t> longest_;
   bool headerRead_ = false;

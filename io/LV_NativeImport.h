@@ -10,8 +10,8 @@
 //
 // A failure while the file is read closes the table and is reported as
 // ELVNativeFileError: "Файл "%s" не является Lumivera Data файлом", with the detail
-// kept as its cause. Cancelling the reading keeps the rows read so far. Single-threaded,
-// like every source.
+// kept as its cause. Cancelling the reading keeps the rows read so far. Used from one
+// thread, like every source; the reading itself may use several (TLVNativeFileReader).
 #pragma once
 
 #include <string>

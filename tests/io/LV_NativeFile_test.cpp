@@ -7,12 +7,15 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/LV_DataCache.h"
 #include "core/LV_Errors.h"
+#include "core/LV_RowParts.h"
 #include "core/LV_TestTable.h"
+#include "io/LV_NativeTestHelpers.h"
 
 namespace lv {
 namespace {
@@ -201,13 +204,26 @@ class TTrickleSource : public ILVNativeSource {
   size_t calls_ = 0;
 };
 
-TEST(NativeFile, RowsComeWholeWhateverPiecesTheSourceGives) {
-  // Enough rows for several fillings of the reader's buffer, so that rows are cut at
-  // every place between two fillings; a Cyrillic text in every seventh row.
+// Small row blocks make many segments, and a low bar makes every file big enough to be
+// read by several threads.
+class TReadInParts {
+ public:
+  TReadInParts() : before_(LVMinRowsPerPart()) { LVSetMinRowsPerPart(100); }
+  ~TReadInParts() { LVSetMinRowsPerPart(before_); }
+  TReadInParts(const TReadInParts&) = delete;
+  TReadInParts& operator=(const TReadInParts&) = delete;
+
+ private:
+  TLVRowIndex before_;
+};
+
+TEST(NativeFile, RowsComeWholeWhateverPiecesTheSourceGivesAndHoweverManyThreadsRead) {
+  // Enough rows for many pieces read from the source, so that rows are cut at every
+  // place between two pieces; a Cyrillic text in every seventh row.
   const std::vector<TLVNativeColumn> columns{
       kA, kS, {2, "X", "", TLVDataKind::dkContinuous, TLVDataStatus::dsUsable, dtFloat}};
   TRows rows;
-  for (int i = 0; i < 6000; ++i) {
+  for (int i = 0; i < 30000; ++i) {
     rows.push_back({TLVValue::Integer(i),
                     i % 5 == 4   ? TLVValue::Null(dtString)
                     : i % 7 == 0 ? TLVValue::String("строка " + std::to_string(i))
@@ -215,21 +231,103 @@ TEST(NativeFile, RowsComeWholeWhateverPiecesTheSourceGives) {
                     TLVValue::Float(i * 0.25)});
   }
   const std::string bytes = Encode(columns, rows);
-  ASSERT_GT(bytes.size(), size_t{3} << 16);
-  TLVNativeFileReader reader(std::make_unique<TTrickleSource>(bytes), TLVCodePage::cpWindows1251);
+  ASSERT_GT(bytes.size(), size_t{3} << 18);
+  for (const bool inParts : {false, true}) {
+    std::optional<TReadInParts> parts;
+    if (inParts) parts.emplace();
+    TLVNativeFileReader reader(std::make_unique<TTrickleSource>(bytes), TLVCodePage::cpWindows1251);
+    reader.ReadHeader();
+    TLVDataCache cache;
+    cache.SetColumns(reader.CacheColumns());
+    cache.SetRowBlockBytes(size_t{16} << 10);  // many blocks, each with texts of its own
+    cache.Open();
+    ASSERT_EQ(reader.ReadRows(cache, nullptr), 30000);
+    ASSERT_EQ(cache.RowCount(), 30000);
+    for (TLVRowIndex r = 0; r < cache.RowCount(); ++r) {
+      for (int32_t c = 0; c < 3; ++c) {
+        ASSERT_EQ(cache.GetValue(r, c), rows[static_cast<size_t>(r)][static_cast<size_t>(c)])
+            << r << " " << c << (inParts ? " in parts" : "");
+      }
+    }
+    EXPECT_EQ(reader.LongestTexts(), (std::vector<int32_t>{0, 22, 0}));
+  }
+}
+
+// Cancelled while several threads read, the table keeps the rows from the first on
+// without a gap, at least as many as were reported.
+TEST(NativeFile, CancellingThreadsKeepAWholeRunOfRows) {
+  TReadInParts parts;
+  TRows rows;
+  for (int i = 0; i < 40000; ++i) rows.push_back({TLVValue::Integer(i), TLVValue::String(std::to_string(i))});
+  const std::string bytes = Encode({kA, kS}, rows);
+  TLVNativeFileReader reader(NativeMemorySource(bytes), TLVCodePage::cpWindows1251);
   reader.ReadHeader();
   TLVDataCache cache;
   cache.SetColumns(reader.CacheColumns());
-  cache.SetRowBlockBytes(size_t{16} << 10);  // many blocks, each with texts of its own
+  cache.SetRowBlockBytes(size_t{8} << 10);
   cache.Open();
-  ASSERT_EQ(reader.ReadRows(cache, nullptr), 6000);
+  test::TProgressLog cancel(TLVNativeFileReader::kProgressRows);
+  const int64_t read = reader.ReadRows(cache, &cancel);
+  EXPECT_EQ(read, cache.RowCount());
+  EXPECT_GE(read, TLVNativeFileReader::kProgressRows);
   for (TLVRowIndex r = 0; r < cache.RowCount(); ++r) {
-    for (int32_t c = 0; c < 3; ++c) {
-      ASSERT_EQ(cache.GetValue(r, c), rows[static_cast<size_t>(r)][static_cast<size_t>(c)])
-          << r << " " << c;
+    ASSERT_EQ(cache.GetValue(r, 1), rows[static_cast<size_t>(r)][1]) << r;
+  }
+  const TLVRowIndex appended = cache.AppendRow();
+  EXPECT_TRUE(cache.IsNull(appended, 0) && cache.IsNull(appended, 1));
+}
+
+// A file of one text column, every row "xyz", but for the damaged ones.
+std::string TextRows(int rows, const std::vector<std::pair<int, std::string>>& damaged) {
+  TBytes b;
+  b.Raw("LVDATA").I32(1).I32(1).Column(0, "S", "", 2, 1, 5).I32(1).U8(5).I64(rows);
+  for (int r = 0; r < rows; ++r) {
+    const auto bad = std::find_if(damaged.begin(), damaged.end(), [&](auto& d) { return d.first == r; });
+    if (bad == damaged.end()) {
+      b.I32(17).U8(1).I32(13).I32(1).I32(3).Raw("xyz").U8(0);
+    } else {
+      b.Raw(bad->second);
     }
   }
-  EXPECT_EQ(reader.LongestTexts(), (std::vector<int32_t>{0, 22, 0}));
+  return b.data;
+}
+
+// Whatever thread meets a damaged row, the message is the one a reading from the start
+// would give: the first damaged row of the file. The cache keeps only whole rows before it
+// (the import node then closes the table).
+TEST(NativeFile, ThreadsReportTheFirstDamagedRow) {
+  TReadInParts parts;
+  const std::string badOffset = TBytes().I32(17).U8(1).I32(9).I32(1).I32(3).Raw("xyz").U8(0).data;
+  const std::string badSize = TBytes().I32(4).U8(1).I32(13).I32(1).I32(3).Raw("xyz").U8(0).data;
+  auto message = [](const std::string& bytes, TLVRowIndex firstDamaged) {
+    TLVNativeFileReader reader(NativeMemorySource(bytes), TLVCodePage::cpWindows1251);
+    reader.ReadHeader();
+    TLVDataCache cache;
+    cache.SetColumns(reader.CacheColumns());
+    cache.SetRowBlockBytes(1024);  // 64 rows a block
+    cache.Open();
+    std::string what = "(no error)";
+    try {
+      reader.ReadRows(cache, nullptr);
+    } catch (const ELVError& e) {
+      what = e.what();
+    }
+    EXPECT_LE(cache.RowCount(), firstDamaged);
+    for (TLVRowIndex r = 0; r < cache.RowCount(); ++r) {
+      EXPECT_EQ(cache.GetValue(r, 0), TLVValue::String("xyz")) << r;
+    }
+    return what;
+  };
+  auto badRow = [](int64_t row) { return std::string(ELVError("ErrNativeBadRow", {row}).what()); };
+  // A text outside its row decoded late, a size below the fixed part met while taking
+  // the rows, in either order.
+  EXPECT_EQ(message(TextRows(3000, {{700, badOffset}, {2500, badSize}}), 700), badRow(701));
+  EXPECT_EQ(message(TextRows(3000, {{700, badSize}, {2500, badOffset}}), 700), badRow(701));
+  EXPECT_EQ(message(TextRows(3000, {{2999, badOffset}}), 2999), badRow(3000));
+  const std::string cut = TextRows(3000, {{1000, badOffset}});
+  EXPECT_EQ(message(cut.substr(0, cut.size() - 5), 1000), badRow(1001));
+  EXPECT_EQ(message(TextRows(3000, {}).substr(0, 2000), 3000),
+            std::string(ELVError("ErrNativeTruncated").what()));
 }
 
 TEST(NativeFile, RefusesForeignAndDamagedFiles) {
