@@ -253,14 +253,19 @@ void TLVDataCache::EndFill(TLVRowIndex filled) noexcept {
   rowCount_ = keep;
   for (size_t b = static_cast<size_t>(fillFirst_ >> rowShift_); b < blocks_.size(); ++b) {
     TBlockStore& store = blocks_[b];
-    if (store.memory.textChunks.empty() || store.textLeft <= kTextChunkBytes) continue;
-    TLVPageBlock& room = store.memory.textChunks.back();
-    const size_t used = static_cast<size_t>(store.textCursor - room.Data());
-    const size_t kept = LVRoundToPages(std::max<size_t>(used, 1));
-    store.textAllocated -= room.Bytes();
-    room.TrimTo(kept);
-    store.textAllocated += room.Bytes();
-    store.textLeft = room.Bytes() > used ? std::min(store.textLeft, room.Bytes() - used) : 0;
+    // Only room worth a system call goes back: a chunk's own tail is left as it is.
+    if (store.textLeft <= kTextChunkBytes) continue;
+    const auto cursor = reinterpret_cast<uintptr_t>(store.textCursor);
+    for (TLVPageBlock& chunk : store.memory.textChunks) {
+      const auto start = reinterpret_cast<uintptr_t>(chunk.Data());
+      if (cursor < start || cursor - start >= chunk.Bytes()) continue;  // not the current chunk
+      const size_t used = cursor - start;
+      store.textAllocated -= chunk.Bytes();
+      chunk.TrimTo(LVRoundToPages(std::max<size_t>(used, 1)));
+      store.textAllocated += chunk.Bytes();
+      store.textLeft = chunk.Bytes() - used;
+      break;
+    }
   }
 }
 
