@@ -9,6 +9,7 @@
 #include <limits>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 
 #include "core/LV_Bytes.h"
 #include "core/LV_DataCache.h"
@@ -515,11 +516,11 @@ class TLVNativeFileReader::TRowJob {
  public:
   static constexpr size_t kNoSegment = SIZE_MAX;
 
-  TRowJob(TLVNativeFileReader& reader, TLVDataCache& cache, ILVProgress* progress,
+  TRowJob(TLVNativeFileReader& reader, TLVDataCache& cache, TRowPlan plan, ILVProgress* progress,
           TLVRowIndex firstRow, TLVRowIndex rows)
       : reader_(reader),
         cache_(cache),
-        plan_(reader.PlanRows(cache)),
+        plan_(std::move(plan)),
         progress_(progress),
         firstRow_(firstRow),
         endRow_(firstRow + rows) {
@@ -531,8 +532,6 @@ class TLVNativeFileReader::TRowJob {
     starts_.push_back(endRow_);
     done_.assign(Segments(), 0);
   }
-
-  const TRowPlan& Plan() const { return plan_; }
 
   // The rows of every segment, by `parts` threads.
   void Run(int parts) {
@@ -678,8 +677,8 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
   if (cache.Columns() != CacheColumns()) {
     throw std::logic_error("the row cache does not have the file's columns");
   }
-  const TLVNativeLayout layout(header_.cellTypes);
-  const size_t rowMinimum = (layout.HasStrings() ? sizeof(int32_t) : 0) + layout.FixedSize();
+  TRowPlan plan = PlanRows(cache);
+  const size_t rowMinimum = plan.head + plan.fixedSize;
   // Memory goes to as many rows as the bytes left can hold, whatever the count says,
   // and to as many bytes of texts as they have.
   const uint64_t left = input_->Left();
@@ -697,7 +696,7 @@ int64_t TLVNativeFileReader::ReadRows(TLVDataCache& cache, ILVProgress* progress
     TLVRowIndex read = 0;
     ~TEndFill() { cache.EndFill(read); }
   } end{cache};
-  TRowJob job(*this, cache, progress, first, rows);
+  TRowJob job(*this, cache, std::move(plan), progress, first, rows);
   job.Run(LVRowPartCount(rows));
   end.read = job.RowsRead();
   job.RaiseError();
