@@ -161,7 +161,6 @@ void TLVDataCache::HandOverBlocks() noexcept {
   rowBlocks_.clear();
   rowCount_ = 0;
   capacity_ = 0;
-  recordBytes_ = 0;
 }
 
 void TLVDataCache::AddRowBlock(size_t textRoom) {
@@ -180,7 +179,6 @@ void TLVDataCache::AddRowBlock(size_t textRoom) {
     store.textAllocated = room.Bytes();
     store.memory.textChunks.push_back(std::move(room));
   }
-  recordBytes_ += store.memory.records.Bytes();
   rowBlocks_.push_back(store.memory.records.Data());
   blocks_.push_back(std::move(store));
   capacity_ += rowsPerBlock_;
@@ -200,19 +198,13 @@ TLVRowIndex TLVDataCache::AppendRowsToFill(TLVRowIndex count, size_t textBytes) 
   // what a block leaves unused is given back by EndFill.
   const double roomPerRow = count > 0 ? 1.125 * static_cast<double>(textBytes) / static_cast<double>(count) : 0;
   const size_t blocksBefore = blocks_.size();
-  const TLVRowIndex capacityBefore = capacity_;
   try {
     while (capacity_ - rowCount_ < count) {
       const TLVRowIndex rows = std::min(rowsPerBlock_, rowCount_ + count - capacity_);
       AddRowBlock(static_cast<size_t>(roomPerRow * static_cast<double>(rows)));
     }
   } catch (...) {
-    while (blocks_.size() > blocksBefore) {
-      recordBytes_ -= blocks_.back().memory.records.Bytes();
-      blocks_.pop_back();
-      rowBlocks_.pop_back();
-    }
-    capacity_ = capacityBefore;
+    DropBlocksFrom(blocksBefore);
     throw;
   }
   const TLVRowIndex first = rowCount_;
@@ -239,13 +231,7 @@ void TLVDataCache::PrepareFill(TLVRowIndex first, TLVRowIndex count, size_t text
 void TLVDataCache::EndFill(TLVRowIndex filled) noexcept {
   const TLVRowIndex keep = fillFirst_ + std::clamp<TLVRowIndex>(filled, 0, rowCount_ - fillFirst_);
   // Blocks past the kept rows go back at once: nothing was handed out from them yet.
-  const auto keptBlocks = static_cast<size_t>((keep + rowsPerBlock_ - 1) >> rowShift_);
-  while (blocks_.size() > keptBlocks) {
-    recordBytes_ -= blocks_.back().memory.records.Bytes();
-    blocks_.pop_back();
-    rowBlocks_.pop_back();
-  }
-  capacity_ = static_cast<TLVRowIndex>(blocks_.size()) * rowsPerBlock_;
+  DropBlocksFrom(static_cast<size_t>((keep + rowsPerBlock_ - 1) >> rowShift_));
   // Rows appended later must be null, whatever a filling thread wrote there.
   if (keep < std::min(rowCount_, capacity_)) {
     std::memset(SlotAt(keep, 0), 0, static_cast<size_t>(std::min(rowCount_, capacity_) - keep) * recordSize_);
@@ -269,9 +255,17 @@ void TLVDataCache::EndFill(TLVRowIndex filled) noexcept {
   }
 }
 
+void TLVDataCache::DropBlocksFrom(size_t kept) noexcept {
+  while (blocks_.size() > kept) {
+    blocks_.pop_back();
+    rowBlocks_.pop_back();
+  }
+  capacity_ = static_cast<TLVRowIndex>(blocks_.size()) * rowsPerBlock_;
+}
+
 size_t TLVDataCache::AllocatedBytes() const {
-  size_t bytes = recordBytes_;
-  for (const TBlockStore& store : blocks_) bytes += store.textAllocated;
+  size_t bytes = 0;
+  for (const TBlockStore& store : blocks_) bytes += store.memory.records.Bytes() + store.textAllocated;
   return bytes;
 }
 
@@ -411,12 +405,17 @@ void TLVDataCache::ReadRows(int32_t column, const TLVRowIndex* rows, int32_t cou
   if (const int32_t bad = FindRowOutside(rows, count, rowCount_); bad >= 0) {
     throw ELVDataError("ErrDataCacheInvalidIndex", {rows[bad]});
   }
-  ReadCheckedRows(column, rows, count, out);
+  Gather(column, rows, count, out);
 }
 
 void TLVDataCache::ReadCheckedRows(int32_t column, const TLVRowIndex* rows, int32_t count,
                                    TLVBlock& out) const {
   CheckGather(column, count);
+  Gather(column, rows, count, out);
+}
+
+void TLVDataCache::Gather(int32_t column, const TLVRowIndex* rows, int32_t count,
+                          TLVBlock& out) const {
   const TSlot info = slots_[static_cast<size_t>(column)];
   out.Reset(info.type, count);
   uint8_t* valid = out.Valid();

@@ -298,6 +298,10 @@ class TLVDataCache {
   void KeepReplacedText(TLVRowIndex row, TLVTextItem* item);
   // The column and the count of a gather.
   void CheckGather(int32_t column, int32_t count) const;
+  // A gather whose column, count and indexes are checked.
+  void Gather(int32_t column, const TLVRowIndex* rows, int32_t count, TLVBlock& out) const;
+  // Drops the blocks after the first `kept` (no row of theirs handed out yet).
+  void DropBlocksFrom(size_t kept) noexcept;
   // `textRoom` bytes are set aside for the new block's texts, untouched.
   void AddRowBlock(size_t textRoom = 0);
   void HandOverBlocks() noexcept;
@@ -322,8 +326,6 @@ class TLVDataCache {
   // array of pointers.
   std::vector<uint8_t*> rowBlocks_;
   std::vector<TBlockStore> blocks_;
-  // Bytes of the record blocks; texts are counted per block.
-  size_t recordBytes_ = 0;
   // The first row of the last AppendRowsToFill.
   TLVRowIndex fillFirst_ = 0;
 };

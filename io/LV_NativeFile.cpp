@@ -316,8 +316,11 @@ class TLVNativeFileReader::TInput {
 
   // `n` bytes, valid until the next call.
   const uint8_t* Take(size_t n) {
-    const uint8_t* bytes = Peek(n);
-    Skip(n);
+    if (n > end_ - at_) [[unlikely]]
+      Refill(n);
+    const uint8_t* bytes = buffer_.data() + at_;
+    at_ += n;
+    left_ -= n;
     return bytes;
   }
   template <class T>
@@ -325,19 +328,6 @@ class TLVNativeFileReader::TInput {
     return Load<T>(Take(sizeof(T)));
   }
 
-  // At least `n` bytes from the current position, not taken, valid until the next call.
-  const uint8_t* Peek(size_t n) {
-    if (n > end_ - at_) [[unlikely]]
-      Refill(n);
-    return buffer_.data() + at_;
-  }
-  // The bytes buffered from the current position on.
-  size_t Buffered() const { return end_ - at_; }
-  // Takes `n` (at most Buffered()) bytes.
-  void Skip(size_t n) {
-    at_ += n;
-    left_ -= n;
-  }
 
   // Takes the next `count` rows into `out`, from its start, and returns their bytes.
   // `rowBytes(at, i)` gives the bytes of row i (its head included) from its first
