@@ -1,15 +1,12 @@
 #include "app/LV_AppParams.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <set>
 
 #include "core/LV_CodePage.h"
 #include "core/LV_DataCacheCleanup.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "core/LV_ReadFile.h"
 #include "core/LV_Vendor.h"
 
 namespace lv {
@@ -129,10 +126,7 @@ TLVAppParams ParseAppParams(std::string_view text, std::string_view fileName) {
 }
 
 TLVAppParams LoadAppParams(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw ELVError("ErrParamFileOpen", {path.string(), std::strerror(errno)});
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  return ParseAppParams(text, path.string());
+  return ParseAppParams(LVReadWholeFile(path, "ErrParamFileOpen"), path.string());
 }
 
 void RegisterAppParamsTexts() {

@@ -63,7 +63,8 @@ class TLVAppParams {
 
 // The parameters of a file's text; `fileName` only names the file in messages.
 TLVAppParams ParseAppParams(std::string_view text, std::string_view fileName);
-// Reads and parses; "ErrParamFileOpen" with the reason when it cannot be read.
+// Reads and parses; "ErrParamFileOpen" with the reason when it cannot be read
+// (LV_ReadFile.h).
 TLVAppParams LoadAppParams(const std::filesystem::path& path);
 
 void RegisterAppParamsTexts();

@@ -4,6 +4,7 @@
 
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "core/LV_ReadFile.h"
 #include "core/LV_Vendor.h"
 #include "env/LV_Logger.h"
 #include "project/LV_ConfigXML.h"
@@ -45,13 +46,7 @@ void TLVConnections::LoadFromText(std::string_view text, std::string_view fileNa
 }
 
 void TLVConnections::Load(const std::filesystem::path& path) {
-  std::string text;
-  try {
-    text = ReadWholeFile(path);
-  } catch (const ELVError& e) {
-    throw ELVError("ErrConnectionsFile", {path.string(), std::string_view(e.what())});
-  }
-  LoadFromText(text, path.string());
+  LoadFromText(LVReadWholeFile(path, "ErrConnectionsFile"), path.string());
   fileName_ = path;
 }
 

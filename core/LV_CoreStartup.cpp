@@ -13,7 +13,9 @@
 #include "core/LV_Errors.h"
 #include "core/LV_FilteredDataSource.h"
 #include "core/LV_Properties.h"
+#include "core/LV_ReadFile.h"
 #include "core/LV_SafeFile.h"
+#include "core/LV_SystemError.h"
 #include "core/LV_TunedDataSource.h"
 #include "core/LV_Types.h"
 #include "core/LV_Vendor.h"
@@ -36,6 +38,8 @@ void CoreStartup() {
   RegisterCachedVectorTexts();
   RegisterDataCacheTexts();
   RegisterSafeFileTexts();
+  RegisterReadFileTexts();
+  RegisterSystemErrorTexts();
   RegisterVendorTexts();
   RegisterCoreVendors();
 }

@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
-#include <system_error>
 #include <thread>
 
 #include "core/LV_Convert.h"
@@ -19,6 +18,7 @@
 #include "core/LV_Format.h"
 #include "core/LV_FormatSettings.h"
 #include "core/LV_Localization.h"
+#include "core/LV_SystemError.h"
 #include "env/LV_EnvVariables.h"
 
 namespace lv {
@@ -29,10 +29,6 @@ using namespace std::string_view_literals;
 
 constexpr std::array kLogTypeNames{"lgtFile"sv, "lgtDir"sv};
 const TLVEnumDescriptor kLogTypeDescriptor{"TLVLogType", kLogTypeNames, true, true};
-
-std::string SystemReason(int error) {
-  return std::generic_category().message(error);
-}
 
 // Milliseconds on a 32-bit counter that wraps, like the system tick the lock's
 // time-out is measured with; differences are taken modulo 2^32.
@@ -52,7 +48,7 @@ class TFileLock {
       int error = errno;
       if (error == EINTR) continue;
       if (error != EWOULDBLOCK || static_cast<uint32_t>(Tick() - start) >= timeout) {
-        throw ELVError("ErrLogLock", {fileName, timeout, SystemReason(error)});
+        throw ELVError("ErrLogLock", {fileName, timeout, LVSystemErrorText(error)});
       }
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -191,11 +187,11 @@ void TLVLogger::OpenLocked() {
   // Created if missing, appended to, and shared with every other writer; truncation
   // happens under the file lock so that no other writer's line is cut.
   int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (fd < 0) throw ELVError("ErrLogOpen", {name, SystemReason(errno)});
+  if (fd < 0) throw ELVError("ErrLogOpen", {name, LVSystemErrorText(errno)});
   if (overwriteExistingFile_) {
     try {
       TFileLock lock(fd, lockTimeout_, name);
-      if (ftruncate(fd, 0) != 0) throw ELVError("ErrLogWrite", {name, SystemReason(errno)});
+      if (ftruncate(fd, 0) != 0) throw ELVError("ErrLogWrite", {name, LVSystemErrorText(errno)});
     } catch (...) {
       ::close(fd);
       throw;
@@ -209,7 +205,7 @@ void TLVLogger::WriteLineLocked(const std::string& line) {
   std::string bytes = line + "\r\n";
   TFileLock lock(fd_, lockTimeout_, openFileName_);
   if (lseek(fd_, 0, SEEK_END) < 0) {
-    throw ELVError("ErrLogWrite", {openFileName_, SystemReason(errno)});
+    throw ELVError("ErrLogWrite", {openFileName_, LVSystemErrorText(errno)});
   }
   const char* data = bytes.data();
   size_t left = bytes.size();
@@ -218,7 +214,7 @@ void TLVLogger::WriteLineLocked(const std::string& line) {
     if (written < 0 && errno == EINTR) continue;
     // A short write is retried: the retry fails and tells the reason (a full disk).
     if (written <= 0) {
-      throw ELVError("ErrLogWrite", {openFileName_, SystemReason(written == 0 ? EIO : errno)});
+      throw ELVError("ErrLogWrite", {openFileName_, LVSystemErrorText(written == 0 ? EIO : errno)});
     }
     data += written;
     left -= static_cast<size_t>(written);

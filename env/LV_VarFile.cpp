@@ -2,15 +2,12 @@
 
 #include <unicode/utf8.h>
 
-#include <cerrno>
-#include <cstdio>
 #include <limits>
-#include <memory>
 #include <optional>
-#include <system_error>
 
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "core/LV_ReadFile.h"
 
 namespace lv {
 
@@ -182,18 +179,8 @@ void ApplyVarFile(TLVEnvVariables& variables, std::span<const TLVVarFileEntry> e
 }
 
 void LoadVarFile(TLVEnvVariables& variables, const std::filesystem::path& path) {
-  const std::string name = path.string();
-  auto fail = [&](int error) {
-    throw ELVError("ErrVarFileOpen", {name, std::generic_category().message(error)});
-  };
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "rb"),
-                                                       &std::fclose);
-  if (!file) fail(errno);
-  std::string text;
-  char buffer[65536];
-  while (size_t got = std::fread(buffer, 1, sizeof buffer, file.get())) text.append(buffer, got);
-  if (std::ferror(file.get())) fail(errno);
-  ApplyVarFile(variables, ParseVarFile(text, name));
+  std::string text = LVReadWholeFile(path, "ErrVarFileOpen");
+  ApplyVarFile(variables, ParseVarFile(text, path.string()));
 }
 
 void RegisterVarFileTexts() {

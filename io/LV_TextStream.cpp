@@ -11,6 +11,7 @@
 #include "core/LV_Bytes.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "core/LV_SystemError.h"
 
 namespace lv {
 
@@ -26,7 +27,7 @@ TLVTextStream::TLVTextStream(const std::string& path, size_t bufferSize)
     : path_(path), capacity_(std::max<size_t>(bufferSize, 16)) {
   buffer_.reset(new char[capacity_]);
   fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd_ < 0) throw ELVError("ErrTextFileOpen", {path, std::strerror(errno)});
+  if (fd_ < 0) throw ELVError("ErrTextFileOpen", {path, LVSystemErrorText(errno)});
   struct stat info {};
   if (::fstat(fd_, &info) == 0) size_ = static_cast<uint64_t>(info.st_size);
   // The mark is looked for in the first bytes only; a short file is read whole here.
@@ -67,7 +68,7 @@ bool TLVTextStream::Fill() {
       eof_ = true;
       return false;
     }
-    if (errno != EINTR) throw ELVError("ErrTextFileRead", {path_, std::strerror(errno)});
+    if (errno != EINTR) throw ELVError("ErrTextFileRead", {path_, LVSystemErrorText(errno)});
   }
 }
 

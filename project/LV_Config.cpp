@@ -1,13 +1,9 @@
 #include "project/LV_Config.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "core/LV_Properties.h"
+#include "core/LV_ReadFile.h"
 #include "core/LV_SafeFile.h"
 #include "core/LV_Vendor.h"
 
@@ -354,35 +350,19 @@ void WriteFileAtomically(const std::filesystem::path& path, std::string_view byt
 }
 
 std::string ReadWholeFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw ELVError("ErrConfigFileRead", {path.string(), std::strerror(errno)});
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw ELVError("ErrConfigFileRead", {path.string(), std::strerror(errno)});
-  return bytes;
+  return LVReadWholeFile(path);
 }
 
 void RegisterConfigTexts() {
   // The first eighteen in the order of the configuration tree's message set.
-  TLVLocalization::Instance().RegisterKeys({"ErrVersionConflict",
-                                            "ErrWrongSubNodesClass",
-                                            "ErrConfigSaveVendorNotAssigned",
-                                            "ErrConfigNodeAlreadyExist",
-                                            "ErrConfigVendorNotFound",
-                                            "ErrDuplicateRegistration",
-                                            "ErrIsNotValidByteValue",
-                                            "ErrConverterNotFound",
-                                            "ErrParameterAlreadyExist",
-                                            "ErrPropretyCanNotBeWriten",
-                                            "ErrPropretyNotFound",
-                                            "ErrRefToClassNotInitOrWrongClass",
-                                            "ErrStrNotSingleChar",
-                                            "ErrUnsupportedPropertyType",
-                                            "ErrPropertyNotFound",
-                                            "ErrConfigObjectVendorNotFound",
-                                            "ErrInvalidInteger",
-                                            "ErrDeleteAttrListIntfRefCount",
-                                            "ErrConfigBadName",
-                                            "ErrConfigFileRead"});
+  TLVLocalization::Instance().RegisterKeys(
+      {"ErrVersionConflict", "ErrWrongSubNodesClass", "ErrConfigSaveVendorNotAssigned",
+       "ErrConfigNodeAlreadyExist", "ErrConfigVendorNotFound", "ErrDuplicateRegistration",
+       "ErrIsNotValidByteValue", "ErrConverterNotFound", "ErrParameterAlreadyExist",
+       "ErrPropretyCanNotBeWriten", "ErrPropretyNotFound", "ErrRefToClassNotInitOrWrongClass",
+       "ErrStrNotSingleChar", "ErrUnsupportedPropertyType", "ErrPropertyNotFound",
+       "ErrConfigObjectVendorNotFound", "ErrInvalidInteger", "ErrDeleteAttrListIntfRefCount",
+       "ErrConfigBadName"});
 }
 
 }  // namespace lv

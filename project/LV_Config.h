@@ -229,7 +229,7 @@ TLVConfigVendorList& LVConfigVendors();
 // Writes `bytes` to `path` through a temporary file in the same folder that is renamed
 // into place, so a failure leaves what was there untouched (LV_SafeFile.h).
 void WriteFileAtomically(const std::filesystem::path& path, std::string_view bytes);
-// The whole file; raises "ErrConfigFileRead" with the reason.
+// The whole file; raises "ErrFileRead" naming the file, with the reason (LV_ReadFile.h).
 std::string ReadWholeFile(const std::filesystem::path& path);
 
 void RegisterConfigTexts();
