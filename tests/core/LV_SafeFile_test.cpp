@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -51,6 +52,7 @@ TEST(SafeFile, TargetChangesOnlyOnCommit) {
     EXPECT_NE(Listing(folder).find("data.lvd=old;"), std::string::npos) << "not before the commit";
     TLVSafeFile other(target);  // a second writer of the same target gets its own name
     EXPECT_NE(other.TemporaryPath(), file.TemporaryPath());
+    EXPECT_TRUE(fs::exists(file.TemporaryPath())) << "a live writer's file is not stale";
   }
   EXPECT_EQ(Listing(folder), "data.lvd=old;") << "abandoned writes leave nothing behind";
 
@@ -63,9 +65,61 @@ TEST(SafeFile, TargetChangesOnlyOnCommit) {
   fs::remove_all(folder);
 }
 
+TEST(SafeFile, MissingFoldersAreCreatedAndOneThatCannotBeIsNamed) {
+  const fs::path folder = Folder();
+  {
+    TLVSafeFile file(folder / "2026" / "11-25" / "x.csv");
+    file.Write("x");
+    file.Commit();
+  }
+  EXPECT_EQ(Listing(folder / "2026" / "11-25"), "x.csv=x;");
+
+  std::ofstream(folder / "plain") << "p";
+  try {
+    TLVSafeFile file(folder / "plain" / "sub" / "y.csv");
+    FAIL();
+  } catch (const ELVError& e) {
+    EXPECT_EQ(e.Key(), "ErrSafeFileFolder");
+    EXPECT_EQ(std::string(e.what()), "Не удалось создать папку \"" +
+                                         (folder / "plain" / "sub").string() + "\" для файла \"" +
+                                         (folder / "plain" / "sub" / "y.csv").string() +
+                                         "\": часть пути не является папкой");
+  }
+  EXPECT_EQ(Listing(folder), "2026=<folder>;plain=p;");
+  fs::remove_all(folder);
+}
+
+// A writer killed outright leaves its temporary file unlocked; the next writer of the
+// same target removes it, and nothing else.
+TEST(SafeFile, TemporariesOfDeadWritersAreRemovedByTheNextWriter) {
+  const fs::path folder = Folder(), target = folder / "data.csv";
+  for (const char* name : {"data.csv.tmp0123abcd", "data.csv.tmpffffffff", "data.csv.tmp0123abc",
+                           "data.csv.tmp0123abcde", "data.csv.tmp0123ABCD", "data.csv.old0123abcd",
+                           "other.csv.tmp0123abcd", "xdata.csv.tmp0123abcd"}) {
+    std::ofstream(folder / name) << "left";
+  }
+  auto live = std::make_unique<TLVSafeFile>(target);
+  const std::string liveName = live->TemporaryPath().filename().string();
+  const std::string leftAlone =
+      "data.csv.old0123abcd=left;data.csv.tmp0123ABCD=left;data.csv.tmp0123abc=left;"
+      "data.csv.tmp0123abcde=left;other.csv.tmp0123abcd=left;xdata.csv.tmp0123abcd=left;";
+  EXPECT_FALSE(fs::exists(folder / "data.csv.tmp0123abcd"));
+  EXPECT_FALSE(fs::exists(folder / "data.csv.tmpffffffff"));
+
+  {
+    TLVSafeFile next(target);  // the live writer's file stays
+    next.Write("next");
+    next.Commit();
+  }
+  EXPECT_TRUE(fs::exists(folder / liveName));
+  live.reset();
+  EXPECT_EQ(Listing(folder), leftAlone.substr(0, 104) + "data.csv=next;" + leftAlone.substr(104));
+  EXPECT_EQ(RemoveStaleTemporaries(target), 0);
+  fs::remove_all(folder);
+}
+
 TEST(SafeFile, FailuresNameTheTargetAndLeaveNothing) {
   const fs::path folder = Folder(), target = folder / "taken";
-  EXPECT_THROW(TLVSafeFile(folder / "no such folder" / "x.lvd"), ELVError);
   // A folder in the way cannot be replaced by a file: the rename fails.
   fs::create_directory(target);
   TLVSafeFile file(target);
@@ -75,7 +129,8 @@ TEST(SafeFile, FailuresNameTheTargetAndLeaveNothing) {
     FAIL();
   } catch (const ELVError& e) {
     EXPECT_EQ(e.Key(), "ErrSafeFileCommit");
-    EXPECT_NE(std::string(e.what()).find(target.string()), std::string::npos);
+    EXPECT_EQ(std::string(e.what()), "Не удалось заменить файл \"" + target.string() +
+                                         "\": это папка, а не файл; файл не изменён");
   }
   EXPECT_EQ(Listing(folder), "taken=<folder>;") << "the temporary file is gone";
   fs::remove_all(folder);
