@@ -1,9 +1,15 @@
 #include "app/LV_AppMain.h"
 
+#include <csignal>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
 #include "app/LV_AppParams.h"
 #include "app/LV_BatchRun.h"
 #include "app/LV_CommandLine.h"
 #include "app/LV_Connections.h"
+#include "app/LV_StopSignals.h"
 #include "core/LV_CoreStartup.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Format.h"
@@ -107,6 +113,26 @@ int LumiveraStudioMain(std::span<const std::string> args, const TLVAppConsole& c
 
   TLVLogger& log = LVRunLog();
   TLogScope logScope(log);
+  // Once the log has its place, every failure that stops the program goes into it as
+  // well, so that a quiet run leaves a trace; the console gets it once, from here.
+  auto failStartup = [&](std::string_view message) {
+    try {
+      log.SetSilent(true);
+      log.Log(nullptr, message, 0, 0, 0, false, true, kLogCategoryMarked);
+    } catch (const ELVError& logError) {
+      complain(logError.what());
+    }
+    complain(message);
+    return 2;
+  };
+  // The full name, so that the log and the formulas asking for the project's file and
+  // folder see where it lies whatever the current folder was.
+  std::filesystem::path projectFile;
+  if (!line.projectFile.empty()) {
+    std::error_code ignored;
+    projectFile = std::filesystem::absolute(line.projectFile, ignored).lexically_normal();
+    if (projectFile.empty()) projectFile = line.projectFile;
+  }
   log.SetSilent(line.silent);
   log.SetOnEcho([&console](const std::string& text) { console.out(ConsoleText(text)); });
   log.SetLogType(TLVLogType::lgtFile);
@@ -131,32 +157,34 @@ int LumiveraStudioMain(std::span<const std::string> args, const TLVAppConsole& c
     }
     if (!line.Batch()) {
       console.out(ConsoleText(LVText("SNoDesktopShell")));
-      if (!line.projectFile.empty()) PrintSummary(line.projectFile, console);
+      if (!projectFile.empty()) PrintSummary(projectFile.string(), console);
       return 0;
     }
     if (line.projectFile.empty()) throw ELVError("ErrBatchNoProject");
   } catch (const ELVError& e) {
-    complain(e.what());
-    return 2;
+    return failStartup(e.what());
   }
 
   try {
     TLVProject project;
     TLVBatchProjectUI ui(log, batchPassword);
     try {
-      project.Open(line.projectFile, ui, TProjectOpenMode::pomBatch);
+      project.Open(projectFile, ui, TProjectOpenMode::pomBatch);
     } catch (const ELVError& e) {
-      log.SetSilent(true);
-      log.Log(nullptr, e.what(), 0, 0, 0, false, true, kLogCategoryMarked);
-      complain(e.what());
-      return 2;
+      return failStartup(e.what());
     }
-    log.SetProjectFileName(line.projectFile);
+    log.SetProjectFileName(projectFile.string());
     log.SetProjectVersion(project.Properties().GetProjectVersion());
     TLVBatchOptions options{line.run, line.teach, line.detailedLog};
-    std::optional<TLVConsoleProgress> progress;
-    if (console.progress && !line.silent) progress.emplace(console.progress);
-    TLVBatchResult result = RunProjectBatch(project, log, options, progress ? &*progress : nullptr);
+    std::optional<TLVConsoleProgress> display;
+    if (console.progress && !line.silent) display.emplace(console.progress);
+    TLVStopProgress progress(display ? &*display : nullptr, log, StopSignalReceived);
+    TLVBatchResult result = RunProjectBatch(project, log, options, &progress);
+    // A stopped run ends as the shell reports a process ended by that signal.
+    if (result.interrupted) {
+      const int signal = StopSignalReceived();
+      return 128 + (signal != 0 ? signal : SIGINT);
+    }
     return result.failed > 0 ? 1 : 0;
   } catch (const ELVError& e) {
     // The run log itself failed (its file cannot be opened or written).

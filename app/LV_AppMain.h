@@ -10,7 +10,8 @@
 //
 // Exit status: 0 when everything succeeded (or help was shown), 1 when a node failed,
 // 2 when the command line is wrong, a file named on it cannot be loaded or the project
-// cannot be opened.
+// cannot be opened; 128 + the signal's number when a stop signal interrupted the run
+// (LV_StopSignals.h). Every failure after the log got its place is written to the log.
 #pragma once
 
 #include <cstdio>

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <exception>
 
+#include "app/LV_StopSignals.h"
 #include "core/LV_DataEngine.h"
 #include "core/LV_DataIntf.h"
 #include "core/LV_Errors.h"
@@ -42,6 +43,11 @@ class TRunner {
     try {
       TLVProgressScope scope(progress_, label, -1);
       rows = Execute(node);
+    } catch (const ELVAbort&) {
+      result.interrupted = true;
+      log_.Log(nullptr, Text("SBatchNodeInterrupted", {label}), 0, level, 0, false, true,
+               kLogCategoryMarked);
+      return;
     } catch (const std::exception& e) {
       ++result.failed;
       log_.Log(nullptr, Text("SBatchNodeFailed", {label, std::string_view(e.what())}), 0, level, 0,
@@ -61,7 +67,13 @@ class TRunner {
                     : Text("SBatchNodeDoneNoRows", {label, seconds}),
                0, level);
     }
-    for (int32_t i = 0; i < node.ChildCount(); ++i) Visit(node.Child(i), level + 1);
+    for (int32_t i = 0; i < node.ChildCount() && !Stopping(); ++i) Visit(node.Child(i), level + 1);
+  }
+
+  // Whether no further node may start; a cancellation between nodes counts as one.
+  bool Stopping() {
+    if (!result.interrupted && progress_ && progress_->Cancelled()) result.interrupted = true;
+    return result.interrupted;
   }
 
   TLVBatchResult result;
@@ -102,10 +114,19 @@ TLVBatchResult RunProjectBatch(TLVProject& project, TLVLogger& log, const TLVBat
                                                          : "SBatchModeRun");
   log.Log(nullptr, Text("SBatchStart", {project.FileName().string(), LumiveraVersion(), mode}));
   TRunner runner(log, options, progress);
-  for (int32_t i = 0; i < project.RootCount(); ++i) runner.Visit(project.Root(i), 1);
-  log.Log(nullptr, Text("SBatchDone", {runner.result.succeeded, runner.result.failed,
-                                       runner.result.skipped, SecondsSince(start)}));
-  return runner.result;
+  int32_t total = 0;
+  for (int32_t i = 0; i < project.RootCount(); ++i) total += project.Root(i).CountWithDescendants();
+  for (int32_t i = 0; i < project.RootCount() && !runner.Stopping(); ++i) {
+    runner.Visit(project.Root(i), 1);
+  }
+  TLVBatchResult& result = runner.result;
+  if (result.interrupted) {
+    // Everything that neither succeeded nor failed was left, the interrupted node too.
+    result.skipped = total - result.succeeded - result.failed;
+  }
+  log.Log(nullptr, Text(result.interrupted ? "SBatchInterrupted" : "SBatchDone",
+                        {result.succeeded, result.failed, result.skipped, SecondsSince(start)}));
+  return result;
 }
 
 // --- console progress ---
@@ -154,6 +175,29 @@ void TLVConsoleProgress::Show() {
   shown_ = true;
 }
 
+// --- stop signals ---
+
+void TLVStopProgress::Start(std::string_view caption, int64_t total) {
+  if (display_) display_->Start(caption, total);
+}
+
+void TLVStopProgress::SetPosition(int64_t position) {
+  if (display_) display_->SetPosition(position);
+}
+
+bool TLVStopProgress::Cancelled() const {
+  const int signal = stopSignal_ ? stopSignal_() : 0;
+  if (signal != 0 && !noted_) {
+    noted_ = true;
+    log_.Log(nullptr, Text("SBatchStopSignal", {StopSignalName(signal)}));
+  }
+  return signal != 0 || (display_ && display_->Cancelled());
+}
+
+void TLVStopProgress::Finish() {
+  if (display_) display_->Finish();
+}
+
 // --- unattended answers ---
 
 void TLVBatchProjectUI::Warning(const std::string& message) {
@@ -173,7 +217,8 @@ void RegisterBatchRunTexts() {
   TLVLocalization::Instance().RegisterKeys(
       {"SBatchStart", "SBatchModeRun", "SBatchModeTeach", "SBatchModeBoth", "SBatchNodeStart",
        "SBatchNodeDone", "SBatchNodeDoneNoRows", "SBatchNodeFailed", "SBatchSubtreeSkipped",
-       "SBatchDone", "ErrNodeNeedsSetup", "SBatchQuestion", "SBatchWarning"});
+       "SBatchDone", "SBatchNodeInterrupted", "SBatchInterrupted", "SBatchStopSignal",
+       "ErrNodeNeedsSetup", "SBatchQuestion", "SBatchWarning"});
 }
 
 }  // namespace lv

@@ -8,10 +8,15 @@
 // (they would read what failed) and its siblings go on. With a detailed log (/LOG)
 // every node gets a line when it starts and one when it ends, with its rows and
 // seconds.
+//
+// A cancellation (the progress says Cancelled, e.g. after a stop signal) interrupts the
+// running node as its own cancel would; the log gets the node's interruption and a
+// summary saying that the run was interrupted, and no further node starts.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,7 +36,8 @@ struct TLVBatchOptions {
 struct TLVBatchResult {
   int32_t succeeded = 0;
   int32_t failed = 0;
-  int32_t skipped = 0;
+  int32_t skipped = 0;  // not run: below a failed node, or left by an interruption
+  bool interrupted = false;
 };
 
 TLVBatchResult RunProjectBatch(TLVProject& project, TLVLogger& log, const TLVBatchOptions& options,
@@ -58,6 +64,25 @@ class TLVConsoleProgress : public ILVProgress {
   std::FILE* out_;
   std::vector<TStage> stages_;
   bool shown_ = false;
+};
+
+// The progress of an unattended run: shows itself on `display` (when there is one) and
+// reports a cancellation once `stopSignal` returns a signal, writing to the log which
+// signal stopped the run the first time it sees one.
+class TLVStopProgress : public ILVProgress {
+ public:
+  TLVStopProgress(ILVProgress* display, TLVLogger& log, std::function<int()> stopSignal)
+      : display_(display), log_(log), stopSignal_(std::move(stopSignal)) {}
+  void Start(std::string_view caption, int64_t total) override;
+  void SetPosition(int64_t position) override;
+  bool Cancelled() const override;
+  void Finish() override;
+
+ private:
+  ILVProgress* display_;
+  TLVLogger& log_;
+  std::function<int()> stopSignal_;
+  mutable bool noted_ = false;
 };
 
 // What opening a project asks of an unattended run, answered without a user:

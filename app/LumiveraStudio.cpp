@@ -7,9 +7,11 @@
 #include <vector>
 
 #include "app/LV_AppMain.h"
+#include "app/LV_StopSignals.h"
 
 int main(int argc, char** argv) {
   lv::LumiveraStartup();
+  lv::InstallStopSignalHandlers();
   std::vector<std::string> args(argv + 1, argv + argc);
   lv::TLVAppConsole console;
   console.out = [](std::string_view text) {
