@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "app/LV_AppTestHelpers.h"
@@ -96,13 +98,48 @@ TEST_F(BatchRunTest, AFailedNodeSkipsItsBranchOnlyAndTheStatusIsOne) {
 
 TEST_F(BatchRunTest, TeachRetrainsModelsWithoutRunningTheRest) {
   std::string file = Project(false);
+  std::string log = (folder / "run.log").string();
   test::TTestModel::teachCount = 0;
-  EXPECT_EQ(RunStudio({file, "/TEACH"}).status, 0);
+  EXPECT_EQ(RunStudio({file, "/TEACH", "/LOGFILE=" + log, "/OVERWRITE"}).status, 0);
   EXPECT_EQ(test::TTestModel::teachCount, 1);
   EXPECT_FALSE(std::filesystem::exists(folder / "a.txt"));
-  EXPECT_EQ(RunStudio({file, "/TEACH", "/RUN"}).status, 0);
+  std::string first = ReadText(log).substr(0, ReadText(log).find("\r\n"));
+  EXPECT_TRUE(first.ends_with("Пакетная обработка проекта \"" + file +
+                              "\" (Lumivera 1.0.0): переобучение моделей"))
+      << first;
+  EXPECT_EQ(RunStudio({file, "/TEACH", "/RUN", "/LOGFILE=" + log, "/OVERWRITE"}).status, 0);
   EXPECT_EQ(test::TTestModel::teachCount, 2);
   EXPECT_TRUE(std::filesystem::exists(folder / "a.txt"));
+  EXPECT_NE(ReadText(log).find("\" (Lumivera 1.0.0): переобучение моделей и выполнение сценариев\r\n"),
+            std::string::npos);
+}
+
+// The progress line on a terminal: the node, its stages and their percentages, written
+// only when the shown percentage changes and cleared when the outermost stage ends.
+TEST(ConsoleProgress, ShowsNestedStagesAndClearsItsLine) {
+  char* buffer = nullptr;
+  size_t size = 0;
+  std::FILE* out = open_memstream(&buffer, &size);
+  ASSERT_NE(out, nullptr);
+  {
+    TLVConsoleProgress progress(out);
+    progress.Start("Продажи", -1);
+    progress.SetPosition(5);  // no total: nothing to show
+    progress.Start("Чтение", 300);
+    progress.SetPosition(100);
+    progress.SetPosition(101);  // still 33 %
+    progress.SetPosition(300);
+    progress.SetPosition(900);  // never past 100 %
+    progress.Finish();
+    progress.Finish();
+    progress.Start("Выгрузка", 0);
+  }
+  std::fclose(out);
+  std::string text(buffer, size);
+  std::free(buffer);
+  const std::string clear = "\r\033[K";
+  EXPECT_EQ(text, clear + "Продажи" + clear + "Продажи - Чтение" + clear + "Продажи - Чтение 33%" +
+                      clear + "Продажи - Чтение 100%" + clear + clear + "Выгрузка" + clear);
 }
 
 TEST_F(BatchRunTest, WhatCannotStartEndsWithStatusTwoAndAClearMessage) {
