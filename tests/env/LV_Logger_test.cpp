@@ -197,13 +197,14 @@ TEST(Logger, FailuresCarryTheOperatingSystemsReason) {
   test::TTempDir dir;
   TLVLogger log;
   log.SetLogFileName(dir.Path().string());
-  EXPECT_NE(MessageOfFailure([&] { log.Log(nullptr, "x"); }, "ErrLogOpen").find("Is a directory"),
-            std::string::npos);
+  EXPECT_NE(
+      MessageOfFailure([&] { log.Log(nullptr, "x"); }, "ErrLogOpen").find("это папка, а не файл"),
+      std::string::npos);
 
   if (std::filesystem::exists("/dev/full")) {
     log.SetLogFileName("/dev/full");
     EXPECT_EQ(MessageOfFailure([&] { log.Log(nullptr, "x"); }, "ErrLogWrite"),
-              "Ошибка записи в файл журнала \"/dev/full\": No space left on device");
+              "Ошибка записи в файл журнала \"/dev/full\": на диске нет свободного места");
   }
 
   // Someone else holds the file: the writer gives up after LockTimeout.
@@ -215,7 +216,7 @@ TEST(Logger, FailuresCarryTheOperatingSystemsReason) {
   log.SetLockTimeout(20);
   EXPECT_EQ(MessageOfFailure([&] { log.Log(nullptr, "x"); }, "ErrLogLock"),
             "Не удалось заблокировать файл журнала \"" + path +
-                "\" в течение 20 мс: Resource temporarily unavailable");
+                "\" в течение 20 мс: ресурс временно недоступен");
   log.SetLockTimeout(0);
   MessageOfFailure([&] { log.Log(nullptr, "x"); }, "ErrLogLock");
   flock(holder, LOCK_UN);

@@ -122,8 +122,8 @@ TEST(VarFile, LoadsFromDiskAndNamesTheReasonWhenItCannot) {
   // Values are kept as written; expanding a text does not expand the values again.
   EXPECT_EQ(vars.Get("Input").GetTheValue(), "%APPDIR%/in.csv");
 
-  for (auto [path, reason] : {std::pair{dir.Path() / "missing.var", "No such file or directory"},
-                              std::pair{dir.Path(), "Is a directory"}}) {
+  for (auto [path, reason] : {std::pair{dir.Path() / "missing.var", "файл или папка не существует"},
+                              std::pair{dir.Path(), "это папка, а не файл"}}) {
     try {
       LoadVarFile(vars, path);
       ADD_FAILURE() << path;
