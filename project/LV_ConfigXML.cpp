@@ -2,10 +2,13 @@
 
 #include <pugixml.hpp>
 
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "core/LV_Errors.h"
+#include "core/LV_Localization.h"
 
 namespace lv {
 
@@ -18,6 +21,34 @@ class TStringWriter : public pugi::xml_writer {
   }
   std::string out;
 };
+
+// The parser's verdicts in Russian, by its status.
+constexpr std::pair<pugi::xml_parse_status, std::string_view> kStatusKeys[] = {
+    {pugi::status_file_not_found, "SXmlFileNotFound"},
+    {pugi::status_io_error, "SXmlIoError"},
+    {pugi::status_out_of_memory, "SXmlOutOfMemory"},
+    {pugi::status_internal_error, "SXmlInternalError"},
+    {pugi::status_unrecognized_tag, "SXmlUnrecognizedTag"},
+    {pugi::status_bad_pi, "SXmlBadPi"},
+    {pugi::status_bad_comment, "SXmlBadComment"},
+    {pugi::status_bad_cdata, "SXmlBadCdata"},
+    {pugi::status_bad_doctype, "SXmlBadDoctype"},
+    {pugi::status_bad_pcdata, "SXmlBadPcdata"},
+    {pugi::status_bad_start_element, "SXmlBadStartElement"},
+    {pugi::status_bad_attribute, "SXmlBadAttribute"},
+    {pugi::status_bad_end_element, "SXmlBadEndElement"},
+    {pugi::status_end_element_mismatch, "SXmlEndElementMismatch"},
+    {pugi::status_append_invalid_root, "SXmlInvalidRoot"},
+    {pugi::status_no_document_element, "SXmlNoDocumentElement"},
+};
+
+// Russian; a status this table does not know keeps the library's text.
+std::string ParseErrorText(const pugi::xml_parse_result& result) {
+  for (const auto& [status, key] : kStatusKeys) {
+    if (status == result.status) return LVText(key);
+  }
+  return result.description();
+}
 
 void CopyToXml(const TLVConfigNode& node, pugi::xml_node element) {
   // Iterative, so that the depth of a tree costs no stack.
@@ -58,8 +89,8 @@ void TLVXMLConfig::Read(std::string_view bytes, TLVConfig& config) const {
   pugi::xml_parse_result result =
       document.load_buffer(bytes.data(), bytes.size(), flags, pugi::encoding_auto);
   if (!result) {
-    throw ELVError("ErrConfigXmlParse", {static_cast<int64_t>(result.offset) + 1,
-                                         std::string_view(result.description())});
+    throw ELVError("ErrConfigXmlParse",
+                   {static_cast<int64_t>(result.offset) + 1, ParseErrorText(result)});
   }
   pugi::xml_node root = document.document_element();
   if (!root || config.Root().Name() != root.name()) {
@@ -94,6 +125,12 @@ void TLVXMLConfig::Read(std::string_view bytes, TLVConfig& config) const {
 
 std::shared_ptr<const TLVConfigVendor> LVXMLConfigVendor() {
   return LVConfigVendors().Get(TLVXMLConfig::kName);
+}
+
+void RegisterConfigXMLTexts() {
+  auto& table = TLVLocalization::Instance();
+  table.RegisterKeys({"ErrConfigXmlParse", "ErrConfigXmlRoot", "ErrConfigXmlDepth"});
+  for (const auto& entry : kStatusKeys) table.RegisterKey(entry.second);
 }
 
 void RegisterConfigXMLVendor(TLVConfigVendorList& list) {

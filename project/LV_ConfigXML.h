@@ -32,5 +32,6 @@ class TLVXMLConfig : public TLVConfigVendor {
 std::shared_ptr<const TLVConfigVendor> LVXMLConfigVendor();
 
 void RegisterConfigXMLVendor(TLVConfigVendorList& list);
+void RegisterConfigXMLTexts();
 
 }  // namespace lv

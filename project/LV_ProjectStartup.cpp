@@ -11,6 +11,7 @@ namespace lv {
 
 void ProjectStartup() {
   RegisterConfigTexts();
+  RegisterConfigXMLTexts();
   RegisterProjectPropertiesTexts();
   RegisterProjectFileTexts();
   RegisterModelTreeTexts();

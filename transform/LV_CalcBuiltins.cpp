@@ -9,6 +9,7 @@ namespace {
 void RegisterBuiltinMessagesTexts() {
   TLVLocalization::Instance().RegisterKeys({"CalcErrTooLong", "EFormatFunctionError", "ERegExError",
                                             "ERegExLimitError", "ERegExReplaceError"});
+  RegisterRegExTexts();
 }
 
 }  // namespace

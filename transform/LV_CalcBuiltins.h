@@ -6,12 +6,14 @@
 
 namespace lv {
 
-void RegisterMathFunctions(TLVFunctionCollection& functions);    // incl. statistics, finance
+void RegisterMathFunctions(TLVFunctionCollection& functions);  // incl. statistics, finance
 void RegisterDateFunctions(TLVFunctionCollection& functions);
 void RegisterStringFunctions(TLVFunctionCollection& functions);  // incl. hashes, GetVar
 void RegisterRegExFunctions(TLVFunctionCollection& functions);
+// The Russian texts of the regular-expression library's errors.
+void RegisterRegExTexts();
 void RegisterModelFunctions(TLVFunctionCollection& functions);
-void RegisterLogicFunctions(TLVFunctionCollection& functions);   // IF, IFF, IN, NVL, Decode...
+void RegisterLogicFunctions(TLVFunctionCollection& functions);  // IF, IFF, IN, NVL, Decode...
 
 void BuiltinFunctionsStartup();
 

@@ -20,6 +20,8 @@
 #include <string>
 #include <vector>
 
+#include "core/LV_Format.h"
+#include "core/LV_Localization.h"
 #include "transform/LV_CalcBuiltins.h"
 #include "transform/LV_CalcText.h"
 #include "transform/LV_LineParserErrors.h"
@@ -39,10 +41,46 @@ constexpr std::string_view kDomainPattern =
     R"((?<![\w.@-])(?:(?:https?|ftp)://)?(?:www\.)?)"
     R"(((?:[\p{L}\p{N}](?:[\p{L}\p{N}-]*[\p{L}\p{N}])?\.)+\p{L}{2,})(?![\w-]))";
 
+struct TErrorKey {
+  int code;
+  std::string_view key;
+};
+
+// The mistakes a user makes in a pattern or a replacement, and what a subject can do
+// wrong; the library's other codes are rare and keep its own text.
+constexpr TErrorKey kErrorKeys[] = {
+    {PCRE2_ERROR_END_BACKSLASH, "SRegExEndBackslash"},
+    {PCRE2_ERROR_UNKNOWN_ESCAPE, "SRegExUnknownEscape"},
+    {PCRE2_ERROR_QUANTIFIER_OUT_OF_ORDER, "SRegExQuantifierOrder"},
+    {PCRE2_ERROR_QUANTIFIER_TOO_BIG, "SRegExQuantifierTooBig"},
+    {PCRE2_ERROR_MISSING_SQUARE_BRACKET, "SRegExMissingBracket"},
+    {PCRE2_ERROR_CLASS_RANGE_ORDER, "SRegExRangeOrder"},
+    {PCRE2_ERROR_QUANTIFIER_INVALID, "SRegExNothingToRepeat"},
+    {PCRE2_ERROR_MISSING_CLOSING_PARENTHESIS, "SRegExMissingParenthesis"},
+    {PCRE2_ERROR_BAD_SUBPATTERN_REFERENCE, "SRegExNoSuchGroup"},
+    {PCRE2_ERROR_MISSING_COMMENT_CLOSING, "SRegExMissingCommentEnd"},
+    {PCRE2_ERROR_UNMATCHED_CLOSING_PARENTHESIS, "SRegExUnmatchedParenthesis"},
+    {PCRE2_ERROR_LOOKBEHIND_NOT_FIXED_LENGTH, "SRegExLookbehindLength"},
+    {PCRE2_ERROR_NOMEMORY, "SRegExNoMemory"},
+    {PCRE2_ERROR_BADREPLACEMENT, "SRegExBadReplacement"},
+    {PCRE2_ERROR_BADREPESCAPE, "SRegExBadReplacementEscape"},
+    {PCRE2_ERROR_REPMISSINGBRACE, "SRegExReplacementBrace"},
+    {PCRE2_ERROR_BADSUBSTITUTION, "SRegExBadSubstitution"},
+    {PCRE2_ERROR_NOSUBSTRING, "SRegExNoSuchGroup"},
+    {PCRE2_ERROR_UNSET, "SRegExUnsetGroup"},
+};
+
 std::string ErrorText(int code) {
+  if (code <= PCRE2_ERROR_UTF8_ERR1 && code >= PCRE2_ERROR_UTF8_ERR21) {
+    return LVText("SRegExBadUtf8");
+  }
+  for (const TErrorKey& entry : kErrorKeys) {
+    if (entry.code == code) return LVText(entry.key);
+  }
   PCRE2_UCHAR buffer[256];
   int length = pcre2_get_error_message(code, buffer, sizeof buffer);
-  return length < 0 ? std::to_string(code) : std::string(reinterpret_cast<char*>(buffer));
+  std::string library = length < 0 ? std::string() : std::string(reinterpret_cast<char*>(buffer));
+  return Format(LVText("SRegExOther"), {code, library});
 }
 
 struct TCompiled {
@@ -271,6 +309,12 @@ void FindAddress(const TLVCalcArgs& args, TLVCalcStrResult& result) {
 }
 
 }  // namespace
+
+void RegisterRegExTexts() {
+  auto& table = TLVLocalization::Instance();
+  for (const TErrorKey& entry : kErrorKeys) table.RegisterKey(entry.key);
+  table.RegisterKeys({"SRegExBadUtf8", "SRegExOther"});
+}
 
 void RegisterRegExFunctions(TLVFunctionCollection& f) {
   f.AddNumber("RegExMatch", 2, 2, "S", kString, Match);

@@ -156,6 +156,14 @@ TEST(ConfigXML, MalformedDocumentsAreRefusedAndLeaveNothing) {
   EXPECT_EQ(keyOf("<Lumivera><Script></Lumivera>"), "ErrConfigXmlParse");
   EXPECT_EQ(keyOf(""), "ErrConfigXmlParse");
   EXPECT_EQ(keyOf("<Other/>"), "ErrConfigXmlRoot");
+  // The parser's verdict in Russian.
+  auto messageOf = [&](const std::string& text) {
+    return MessageOf([&] { config.LoadFromString(text); });
+  };
+  EXPECT_EQ(messageOf("<Lumivera><Script></Lumivera>"),
+            "Ошибка разбора XML в позиции 21: закрывающий тег не соответствует открывающему");
+  EXPECT_EQ(messageOf(""), "Ошибка разбора XML в позиции 1: в документе нет корневого элемента");
+  EXPECT_EQ(messageOf("<Lumivera A=1/>"), "Ошибка разбора XML в позиции 13: ошибка в атрибуте");
   EXPECT_EQ(keyOf("<Lumivera A=\"1\" A=\"2\"/>"), "ErrParameterAlreadyExist");
   std::string deep;
   for (int i = 0; i < 300; ++i) deep += "<N>";

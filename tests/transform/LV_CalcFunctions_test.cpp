@@ -303,6 +303,38 @@ TEST(CalcFunctions, RegularExpressions) {
             "site.org");
   EXPECT_THROW(Num("RegExMatch", {"(", "x"}), ERegExError);
   EXPECT_THROW(Str("RegExReplaceAll", {"a", "a", "$9"}), ERegExReplaceError);
+  // The library's verdicts in Russian; a rare one keeps the library's text after ours.
+  auto messageOf = [](auto&& call) {
+    try {
+      call();
+    } catch (const ELVError& e) {
+      return std::string(e.what());
+    }
+    return std::string("no error");
+  };
+  EXPECT_EQ(messageOf([] {
+              Num("RegExMatch", {"a(b", "x"});
+            }),
+            "Ошибка в регулярном выражении \"a(b\": нет закрывающей скобки ) (4)");
+  EXPECT_EQ(messageOf([] {
+              Num("RegExMatch", {"*a", "x"});
+            }),
+            "Ошибка в регулярном выражении \"*a\": квантификатору не предшествует повторяемый "
+            "элемент (1)");
+  EXPECT_EQ(messageOf([] {
+              Str("RegExReplaceAll", {"a", "a", "$9"});
+            }),
+            "Неверная строка замены \"$9\": ссылка на несуществующую группу");
+  EXPECT_EQ(messageOf([] {
+              Num("RegExMatch", {"(?<=a+)b", "x"});
+            }),
+            "Ошибка в регулярном выражении \"(?<=a+)b\": проверка назад (?<=...) должна иметь "
+            "фиксированную длину (1)");
+  EXPECT_TRUE(messageOf([] {
+                Num("RegExMatch", {"(?z)", "x"});
+              })
+                  .starts_with("Ошибка в регулярном выражении \"(?z)\": ошибка библиотеки "
+                               "регулярных выражений 111 ("));
   // Catastrophic backtracking stops at the limit instead of running for hours.
   std::string runaway(40, 'a');
   runaway += '!';
