@@ -1,8 +1,10 @@
 #include "app/LV_BatchRun.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <exception>
+#include <new>
 
 #include "app/LV_StopSignals.h"
 #include "core/LV_DataEngine.h"
@@ -10,6 +12,7 @@
 #include "core/LV_Errors.h"
 #include "core/LV_Format.h"
 #include "core/LV_Localization.h"
+#include "core/LV_SystemError.h"
 #include "core/LV_Vendor.h"
 
 namespace lv {
@@ -22,6 +25,14 @@ std::string Text(std::string_view key, std::initializer_list<TLVFormatArg> args)
 
 double SecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// What a failure says to the user: our own errors carry Russian messages; the library's
+// exceptions are rare and carry English ones, so they get a Russian line first.
+std::string FailureText(const std::exception& error) {
+  if (dynamic_cast<const ELVError*>(&error)) return error.what();
+  if (dynamic_cast<const std::bad_alloc*>(&error)) return LVSystemErrorText(ENOMEM);
+  return Text("SBatchInternalError", {std::string_view(error.what())});
 }
 
 std::string NodeLabel(const TModelTreeNode& node) {
@@ -50,8 +61,8 @@ class TRunner {
       return;
     } catch (const std::exception& e) {
       ++result.failed;
-      log_.Log(nullptr, Text("SBatchNodeFailed", {label, std::string_view(e.what())}), 0, level, 0,
-               false, true, kLogCategoryMarked);
+      log_.Log(nullptr, Text("SBatchNodeFailed", {label, FailureText(e)}), 0, level, 0, false, true,
+               kLogCategoryMarked);
       int32_t below = node.CountWithDescendants() - 1;
       if (below > 0) {
         result.skipped += below;
@@ -218,7 +229,7 @@ void RegisterBatchRunTexts() {
       {"SBatchStart", "SBatchModeRun", "SBatchModeTeach", "SBatchModeBoth", "SBatchNodeStart",
        "SBatchNodeDone", "SBatchNodeDoneNoRows", "SBatchNodeFailed", "SBatchSubtreeSkipped",
        "SBatchDone", "SBatchNodeInterrupted", "SBatchInterrupted", "SBatchStopSignal",
-       "ErrNodeNeedsSetup", "SBatchQuestion", "SBatchWarning"});
+       "SBatchInternalError", "ErrNodeNeedsSetup", "SBatchQuestion", "SBatchWarning"});
 }
 
 }  // namespace lv
