@@ -93,16 +93,18 @@ TEST(SafeFile, MissingFoldersAreCreatedAndOneThatCannotBeIsNamed) {
 // same target removes it, and nothing else.
 TEST(SafeFile, TemporariesOfDeadWritersAreRemovedByTheNextWriter) {
   const fs::path folder = Folder(), target = folder / "data.csv";
-  for (const char* name : {"data.csv.tmp0123abcd", "data.csv.tmpffffffff", "data.csv.tmp0123abc",
-                           "data.csv.tmp0123abcde", "data.csv.tmp0123ABCD", "data.csv.old0123abcd",
-                           "other.csv.tmp0123abcd", "xdata.csv.tmp0123abcd"}) {
+  for (const char* name :
+       {"data.csv.tmp0123abcd", "data.csv.tmpffffffff", "data.csv.tmp0123abc",
+        "data.csv.tmp0123abcg", "data.csv.tmp0123abcde", "data.csv.tmp0123ABCD",
+        "data.csv.old0123abcd", "other.csv.tmp0123abcd", "xdata.csv.tmp0123abcd"}) {
     std::ofstream(folder / name) << "left";
   }
   auto live = std::make_unique<TLVSafeFile>(target);
   const std::string liveName = live->TemporaryPath().filename().string();
   const std::string leftAlone =
       "data.csv.old0123abcd=left;data.csv.tmp0123ABCD=left;data.csv.tmp0123abc=left;"
-      "data.csv.tmp0123abcde=left;other.csv.tmp0123abcd=left;xdata.csv.tmp0123abcd=left;";
+      "data.csv.tmp0123abcde=left;data.csv.tmp0123abcg=left;other.csv.tmp0123abcd=left;"
+      "xdata.csv.tmp0123abcd=left;";
   EXPECT_FALSE(fs::exists(folder / "data.csv.tmp0123abcd"));
   EXPECT_FALSE(fs::exists(folder / "data.csv.tmpffffffff"));
 
@@ -113,7 +115,8 @@ TEST(SafeFile, TemporariesOfDeadWritersAreRemovedByTheNextWriter) {
   }
   EXPECT_TRUE(fs::exists(folder / liveName));
   live.reset();
-  EXPECT_EQ(Listing(folder), leftAlone.substr(0, 104) + "data.csv=next;" + leftAlone.substr(104));
+  EXPECT_EQ(Listing(folder),
+            std::string(leftAlone).insert(leftAlone.find("other.csv"), "data.csv=next;"));
   EXPECT_EQ(RemoveStaleTemporaries(target), 0);
   fs::remove_all(folder);
 }
