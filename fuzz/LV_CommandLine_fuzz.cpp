@@ -1,7 +1,13 @@
 // Command lines and application parameter files come from scripts and schedulers: any
 // bytes, split into arguments at line breaks, must parse or raise ELVError; the same
-// bytes as a parameters file likewise.
+// bytes as a parameters file likewise. The bytes are also written to a file that the
+// program's start-up then reads as each kind of file a command line names (variables,
+// connections, a project to describe): it must end with status 0 or 2, never otherwise.
+#include <unistd.h>
+
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +16,46 @@
 #include "app/LV_AppParams.h"
 #include "app/LV_CommandLine.h"
 #include "core/LV_Errors.h"
+
+namespace {
+
+// One file per fuzzing process, removed when it ends.
+class TInputFile {
+ public:
+  TInputFile()
+      : path_(std::filesystem::temp_directory_path() /
+              ("lv_fuzz_commandline_" + std::to_string(::getpid()))) {}
+  ~TInputFile() {
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+  }
+  const std::string& Write(std::string_view bytes) {
+    std::ofstream(path_, std::ios::binary | std::ios::trunc) << bytes;
+    name_ = path_.string();
+    return name_;
+  }
+
+ private:
+  std::filesystem::path path_;
+  std::string name_;
+};
+
+void StartUpWithFile(std::string_view bytes) {
+  static TInputFile input;
+  const std::string& file = input.Write(bytes);
+  const lv::TLVAppConsole quiet{[](std::string_view) {}, [](std::string_view) {}, nullptr};
+  for (const std::string& arg : {"/VARFILE=" + file, "/SYSFILE=" + file, file}) {
+    const std::vector<std::string> args{arg};
+    const int status = lv::LumiveraStudioMain(args, quiet);
+    if (status != 0 && status != 2) __builtin_trap();
+  }
+  try {
+    (void)lv::LoadAppParams(file);
+  } catch (const lv::ELVError&) {
+  }
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static bool started = (lv::LumiveraStartup(), true);
@@ -38,5 +84,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     (void)lv::ParseAppParams(text, "fuzz.ini");
   } catch (const lv::ELVError&) {
   }
+  StartUpWithFile(text);
   return 0;
 }
