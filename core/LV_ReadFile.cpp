@@ -41,14 +41,19 @@ std::string LVReadWholeFile(const std::filesystem::path& path, std::string_view 
   if (::fstat(file.Get(), &info) != 0) return fail(errno);
   // A folder opens for reading on this system; say so before a read fails obscurely.
   if (S_ISDIR(info.st_mode)) return fail(EISDIR);
+  // A device or a pipe has no size to trust and may never end (/dev/zero): such a
+  // source is read up to a bound far above any file the command line names.
+  const bool regular = S_ISREG(info.st_mode);
   std::string bytes;
-  if (S_ISREG(info.st_mode) && info.st_size > 0) bytes.reserve(static_cast<size_t>(info.st_size));
+  if (regular && info.st_size > 0) bytes.reserve(static_cast<size_t>(info.st_size));
   char buffer[1 << 16];
   for (;;) {
     ssize_t got = ::read(file.Get(), buffer, sizeof buffer);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return fail(errno);
     if (got == 0) break;
+    if (!regular && bytes.size() + static_cast<size_t>(got) > kLVUnsizedFileLimit)
+      return fail(EFBIG);
     bytes.append(buffer, static_cast<size_t>(got));
   }
   return bytes;

@@ -5,11 +5,15 @@
 // system's reason in Russian, and never anything else.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
 
 namespace lv {
+
+// The most bytes read from a source that is not a regular file (a device, a pipe).
+inline constexpr size_t kLVUnsizedFileLimit = size_t{256} << 20;
 
 // The file's bytes. On failure raises `errorKey`, a message formatted with the file's
 // name and the reason ("ErrFileRead" unless the caller frames it in its own words).

@@ -74,5 +74,11 @@ TEST(ReadFile, MistakesAreRefusedInRussianNamingTheFile) {
   fs::remove_all(folder);
 }
 
+TEST(ReadFile, EndlessDeviceIsRefusedInsteadOfReadForever) {
+  auto [key, text] = Failure("/dev/zero", "ErrFileRead");
+  EXPECT_EQ(key, "ErrFileRead");
+  EXPECT_NE(text.find(LVSystemErrorText(EFBIG)), std::string::npos) << text;
+}
+
 }  // namespace
 }  // namespace lv
