@@ -6,6 +6,7 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -354,6 +355,51 @@ TEST(CalcFunctions, EveryListedFunctionIsDocumented) {
       }
     }
   }
+}
+
+}  // namespace
+}  // namespace lv
+
+namespace lv {
+namespace {
+
+// data/function-arguments.txt transcribes the catalogue's argument column with the
+// counts it allows; every registered function must be there and take exactly those.
+TEST(CalcFunctions, ArgumentCountsFollowTheCatalogue) {
+  std::ifstream file(std::string(LV_TEST_DATA_DIR) + "/function-arguments.txt");
+  ASSERT_TRUE(file);
+  std::map<std::string, std::pair<int32_t, int32_t>, std::less<>> listed;
+  std::string line;
+  while (std::getline(file, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> cells;
+    for (size_t from = 0;;) {
+      size_t bar = line.find('|', from);
+      std::string cell = line.substr(from, bar == std::string::npos ? bar : bar - from);
+      size_t first = cell.find_first_not_of(' ');
+      cells.push_back(cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
+      if (bar == std::string::npos) break;
+      from = bar + 1;
+    }
+    ASSERT_EQ(cells.size(), 4u) << line;
+    listed[cells[0]] = {std::stoi(cells[2]), cells[3] == "*" ? -1 : std::stoi(cells[3])};
+  }
+  ASSERT_GT(listed.size(), 100u);
+  size_t checked = 0;
+  const TLVFunctionCollection* collections[] = {&LVCalcFunctions(), &CalcDataFunctions()};
+  for (const TLVFunctionCollection* functions : collections) {
+    for (const auto& f : functions->Items()) {
+      auto it = listed.find(f->Name());
+      if (it == listed.end()) {
+        ADD_FAILURE() << f->Name() << " is not in function-arguments.txt";
+        continue;
+      }
+      ++checked;
+      EXPECT_EQ(f->minArgs, it->second.first) << f->Name();
+      EXPECT_EQ(f->maxArgs, it->second.second) << f->Name();
+    }
+  }
+  EXPECT_EQ(checked, listed.size()) << "a listed function is not registered";
 }
 
 }  // namespace
