@@ -112,10 +112,10 @@ TEST_F(ProjectTest, SettingsNothingReadsAreReportedOrRefused) {
   EXPECT_EQ(project.NodeCount(), 2);
   EXPECT_EQ(ui.warnings,
             (std::vector<std::string>{
-                R"(Узел "Продажи": неизвестная настройка "Handler/Rosw")",
-                R"(Узел "[TestHandlerCaption]": неизвестная настройка "Colour")",
-                R"(Узел "[TestHandlerCaption]": неизвестная настройка "Handler/Items/Column")",
-                R"(Узел "[TestHandlerCaption]": неизвестная настройка "Handler/Items/Item/Wieght")",
+                R"(Узел "Продажи": настройка "Handler/Rosw" не учтена: такой настройки нет, или она не действует при остальных настройках узла)",
+                R"(Узел "[TestHandlerCaption]": настройка "Colour" не учтена: такой настройки нет, или она не действует при остальных настройках узла)",
+                R"(Узел "[TestHandlerCaption]": настройка "Handler/Items/Column" не учтена: такой настройки нет, или она не действует при остальных настройках узла)",
+                R"(Узел "[TestHandlerCaption]": настройка "Handler/Items/Item/Wieght" не учтена: такой настройки нет, или она не действует при остальных настройках узла)",
                 R"(Проект: неизвестная настройка "Extra")",
                 R"(Проект: неизвестная настройка "Propertys")"}));
 
@@ -127,8 +127,25 @@ TEST_F(ProjectTest, SettingsNothingReadsAreReportedOrRefused) {
   EXPECT_TRUE(strict.GetStrictLoading());
   EXPECT_EQ(MessageOf([&] { strict.Open(folder / "typo.lvp", ui); }),
             "Ошибка чтения проекта.\r\nФайл (" + (folder / "typo.lvp").string() +
-                ").\r\nОшибка: Узел \"Продажи\": неизвестная настройка \"Handler/Rosw\"");
+                ").\r\nОшибка: Узел \"Продажи\": настройка \"Handler/Rosw\" не учтена: такой "
+                "настройки нет, или она не действует при остальных настройках узла");
   EXPECT_EQ(strict.RootCount(), 0);
+
+  // A delimiter character is a setting only with the delimiter "other".
+  ui.warnings.clear();
+  auto delimiter = [&](std::string_view type) {
+    WriteText(folder / "text.lvp",
+              "<Lumivera><Version Version=\"1.0.0\"/><Script><Node Vendor=\"TextFile\">"
+              "<Handler FileName=\"a.csv\" Delimiter=\"" +
+                  std::string(type) + "\" DelimiterChar=\"|\"/></Node></Script></Lumivera>");
+    project.Open(folder / "text.lvp", ui);
+  };
+  delimiter("dtOther");
+  EXPECT_TRUE(ui.warnings.empty()) << ui.warnings.front();
+  delimiter("dtSemicolon");
+  ASSERT_EQ(ui.warnings.size(), 1u);
+  EXPECT_NE(ui.warnings[0].find("настройка \"Handler/DelimiterChar\" не учтена"), std::string::npos)
+      << ui.warnings[0];
 }
 
 TEST_F(ProjectTest, ReportsAreKeptAsWrittenAndSavedBeforeTheBookmarks) {
