@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_TestSection.h"
 #include "core/LV_TestTable.h"
 #include "transform/LV_LineParserErrors.h"
@@ -21,12 +22,7 @@ std::shared_ptr<TLVCalcData> CalcOver(std::shared_ptr<ILVDataSource> parent) {
 }
 
 std::string OpenError(TLVCalcData& calc) {
-  try {
-    calc.Open();
-  } catch (const ELVError& e) {
-    return e.what();
-  }
-  return "(opened)";
+  return test::MessageOf([&] { calc.Open(); });
 }
 
 TEST(CalcData, AppendsOneColumnPerExpressionAfterTheParents) {

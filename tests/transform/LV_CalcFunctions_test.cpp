@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Convert.h"
 #include "transform/LV_CalcBuiltins.h"
 #include "transform/LV_CalcDataFunctions.h"
@@ -113,21 +114,16 @@ const double kNull = LVCalcNull();
 TEST(CalcFunctions, RegistrationRefusesTakenAndBadNames) {
   TLVFunctionCollection& functions = LVCalcFunctions();
   auto kernel = [](const TLVCalcArgs&) { return 0.0; };
-  try {
-    functions.AddNumber("Pi", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel);
-    FAIL() << "a taken name was accepted";
-  } catch (const EDuplicateFunctionError& e) {
-    EXPECT_STREQ(e.what(), "Функция с именем Pi уже зарегистрирована");
-  }
+  EXPECT_EQ(test::MessageOf<EDuplicateFunctionError>(
+                [&] { functions.AddNumber("Pi", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel); }),
+            "Функция с именем Pi уже зарегистрирована");
   // An alias is taken as well, whatever its case.
   EXPECT_THROW(functions.AddNumber("MyFind,FINDEX", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel),
                EDuplicateFunctionError);
-  try {
-    functions.AddNumber("1st", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel);
-    FAIL() << "a bad name was accepted";
-  } catch (const EInvalidFunctionNameError& e) {
-    EXPECT_STREQ(e.what(), "Неверное имя функции 1st");
-  }
+  EXPECT_EQ(test::MessageOf<EInvalidFunctionNameError>([&] {
+              functions.AddNumber("1st", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel);
+            }),
+            "Неверное имя функции 1st");
   EXPECT_EQ(functions.Find("MyFind"), nullptr);
   // Start-up registers once; a second start-up must not try again (and so not throw).
   EXPECT_NO_THROW(BuiltinFunctionsStartup());
@@ -315,14 +311,11 @@ TEST(CalcFunctions, FormatConvertsArgumentsToThePlaceholders) {
   EXPECT_EQ(Str("Format", {"%.3d|%5.1f|%x", 7, "2,26", 255}), "007|  2,3|FF");
   EXPECT_EQ(Str("Format", {"%1:s%0:s", "a", "b"}), "ba");
   EXPECT_EQ(Str("Format", {"%s", TArg::NullText()}), std::nullopt);
-  try {
-    Str("Format", {"%d", "abc"});
-    FAIL() << "a text was taken for %d";
-  } catch (const EFormatFunctionError& e) {
-    EXPECT_STREQ(e.what(),
-                 "Функция FORMAT имеет некорректную строку форматирования, либо аргументы имеют "
-                 "неверный тип: (%d)");
-  }
+  EXPECT_EQ(test::MessageOf<EFormatFunctionError>([] {
+              Str("Format", {"%d", "abc"});
+            }),
+            "Функция FORMAT имеет некорректную строку форматирования, либо аргументы имеют "
+            "неверный тип: (%d)");
   EXPECT_THROW(Str("Format", {"%s %s", "a"}), EFormatFunctionError);
 }
 
