@@ -8,6 +8,7 @@
 #include "core/LV_Localization.h"
 #include "core/LV_ReadFile.h"
 #include "core/LV_Vendor.h"
+#include "project/LV_Project.h"
 
 namespace lv {
 
@@ -29,7 +30,8 @@ std::string_view Trim(std::string_view text) {
 TLVAppParams::TLVAppParams()
     : ansiCodePage_(lv::AnsiCodePage() == TLVCodePage::cpUTF8 ? "UTF-8" : "1251"),
       formats_(DefaultFormatSettings()),
-      cacheFolder_() {}
+      cacheFolder_(),
+      strictProjectLoading_(StrictProjectLoading()) {}
 
 void TLVAppParams::SetAnsiCodePage(const std::string& value) {
   if (SameVendorName(value, "1251") || SameVendorName(value, "Windows-1251")) {
@@ -59,7 +61,9 @@ const TLVPropertyTable<TLVAppParams>& TLVAppParams::Properties() {
         .Add("TrueText", &P::GetTrueText, &P::SetTrueText, russian.trueText)
         .Add("FalseText", &P::GetFalseText, &P::SetFalseText, russian.falseText)
         .Add("CacheFolder", &P::GetCacheFolder, &P::SetCacheFolder, std::string())
-        .Add("BatchPassword", &P::GetBatchPassword, &P::SetBatchPassword, std::string());
+        .Add("BatchPassword", &P::GetBatchPassword, &P::SetBatchPassword, std::string())
+        .Add("StrictProjectLoading", &P::GetStrictProjectLoading, &P::SetStrictProjectLoading,
+             false);
     return t;
   }();
   return table;
@@ -69,6 +73,7 @@ void TLVAppParams::Apply() const {
   lv::SetAnsiCodePage(ansiCodePage_ == "UTF-8" ? TLVCodePage::cpUTF8 : TLVCodePage::cpWindows1251);
   SetDefaultFormatSettings(formats_);
   if (!cacheFolder_.empty()) TLVDataCacheCleanupBuffer::Instance().SetTempFolder(cacheFolder_);
+  lv::SetStrictProjectLoading(strictProjectLoading_);
 }
 
 TLVAppParams ParseAppParams(std::string_view text, std::string_view fileName) {

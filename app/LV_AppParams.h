@@ -48,10 +48,15 @@ class TLVAppParams {
   // The special password for batch processing of protected projects.
   const std::string& GetBatchPassword() const { return batchPassword_; }
   void SetBatchPassword(const std::string& value) { batchPassword_ = value; }
+  // Whether a project setting that nothing reads (a misspelt name) refuses the project
+  // instead of a warning in the run log.
+  bool GetStrictProjectLoading() const { return strictProjectLoading_; }
+  void SetStrictProjectLoading(bool value) { strictProjectLoading_ = value; }
 
   static const TLVPropertyTable<TLVAppParams>& Properties();
 
-  // Makes the code page, the formats and the cache folder the process's.
+  // Makes the code page, the formats, the cache folder and the strictness of project
+  // loading the process's.
   void Apply() const;
 
  private:
@@ -59,6 +64,7 @@ class TLVAppParams {
   TLVFormatSettings formats_;
   std::string cacheFolder_;
   std::string batchPassword_;
+  bool strictProjectLoading_;
 };
 
 // The parameters of a file's text; `fileName` only names the file in messages.

@@ -55,6 +55,12 @@ class TLVColumnInfo : public TLVCollectionItem, public ILVColumnInfo {
 
   TLVDataKind GetDataKind() const override { return dataKind_; }
   void SetDataKind(TLVDataKind kind) override;
+  // The kind as settings give it, after the type: dkUndefined (what a column written
+  // without a kind reads as) keeps the kind the type chose, so a text column is
+  // discrete and a number continuous; a kind the type forbids is still refused.
+  void SetSettingsDataKind(TLVDataKind kind) {
+    if (kind != TLVDataKind::dkUndefined) SetDataKind(kind);
+  }
   TLVDataStatus GetDataStatus() const override { return dataStatus_; }
   void SetDataStatus(TLVDataStatus status) override;
   TLVDataType GetDataType() const override { return dataType_; }

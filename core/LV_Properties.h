@@ -116,12 +116,33 @@ class TLVProperty {
 // describes.
 [[noreturn]] void RaiseCollectionItemClass();
 
+// What a table declares, without its owner's type: names, types, defaults and allowed
+// values of the properties, and the sub-sections with what they hold. The settings
+// reference of the documentation is generated from it.
+struct TLVSettingsDescription {
+  struct TProperty {
+    std::string name;
+    TLVPropertyType type;
+    std::string defaultText;
+    const TLVEnumDescriptor* enumeration;  // of a ptEnum property, else null
+  };
+  struct TSection {
+    std::string name;
+    std::string itemName;  // the name of each item of a collection; empty for an object
+    std::shared_ptr<const TLVSettingsDescription> content;
+  };
+  std::vector<TProperty> properties;
+  std::vector<TSection> sections;
+};
+
 // A sub-section entry of a table: a collection or a nested object.
 template <class Owner>
 struct TLVPropertySection {
   std::string name;
   std::function<void(const Owner&, ILVSettingsSection&)> save;
   std::function<void(Owner&, const ILVSettingsSection*)> load;
+  std::string itemName;  // as in TLVSettingsDescription::TSection
+  std::function<TLVSettingsDescription()> describe;
 };
 
 template <class Owner>
@@ -188,7 +209,8 @@ class TLVPropertyTable {
              throw;
            }
            list.EndUpdate();
-         }});
+         },
+         item, [&itemTable] { return itemTable.Describe(); }});
     return *this;
   }
 
@@ -209,7 +231,8 @@ class TLVPropertyTable {
                            } else {
                              table.ApplyDefaults(object);
                            }
-                         }});
+                         },
+                         std::string(), [&table] { return table.Describe(); }});
     return *this;
   }
 
@@ -225,9 +248,22 @@ class TLVPropertyTable {
     }
     for (const auto& s : base.Sections()) {
       sections_.push_back({s.name, [&s](const Owner& o, ILVSettingsSection& to) { s.save(o, to); },
-                           [&s](Owner& o, const ILVSettingsSection* from) { s.load(o, from); }});
+                           [&s](Owner& o, const ILVSettingsSection* from) { s.load(o, from); },
+                           s.itemName, s.describe});
     }
     return *this;
+  }
+
+  TLVSettingsDescription Describe() const {
+    TLVSettingsDescription description;
+    for (const auto& p : items_) {
+      description.properties.push_back({p.Name(), p.Type(), p.DefaultText(), p.Enumeration()});
+    }
+    for (const auto& s : sections_) {
+      description.sections.push_back(
+          {s.name, s.itemName, std::make_shared<const TLVSettingsDescription>(s.describe())});
+    }
+    return description;
   }
 
   const std::vector<TLVProperty<Owner>>& Items() const { return items_; }

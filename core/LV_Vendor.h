@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -24,6 +25,7 @@
 
 #include "core/LV_ClassRef.h"
 #include "core/LV_Component.h"
+#include "core/LV_Properties.h"
 #include "core/LV_VendorGroups.h"
 
 namespace lv {
@@ -195,14 +197,35 @@ class TLVComponentVendor : public TLVBaseComponentVendor {
       : TLVBaseComponentVendor(vendoredClass, group, std::move(info), std::move(factory)) {}
 
   // The vendor of node class TNode offered under group TGroup; nodes are made with
-  // TNode's default constructor.
+  // TNode's default constructor. A node class with a property table (a static
+  // Properties()) has its settings described by the vendor.
   template <class TNode, class TGroup>
   static std::shared_ptr<TLVComponentVendor> Make(TLVComponentVendorInfo info) {
     static_assert(std::is_base_of_v<TLVComponent, TNode>);
-    return std::make_shared<TLVComponentVendor>(TLVClassRef::Of<TNode>(), LVVendorGroup<TGroup>(),
-                                                std::move(info),
-                                                [] { return std::make_shared<TNode>(); });
+    auto vendor = std::make_shared<TLVComponentVendor>(TLVClassRef::Of<TNode>(),
+                                                       LVVendorGroup<TGroup>(), std::move(info),
+                                                       [] { return std::make_shared<TNode>(); });
+    vendor->template DescribeSettingsOf<TNode>();
+    return vendor;
   }
+
+  // What the kind's settings are, or nothing when the kind does not say.
+  std::optional<TLVSettingsDescription> DescribeSettings() const {
+    if (!describe_) return std::nullopt;
+    return describe_();
+  }
+
+ protected:
+  // The kind's settings are those of TNode's property table, when it has one.
+  template <class TNode>
+  void DescribeSettingsOf() {
+    if constexpr (requires { TNode::Properties().Describe(); }) {
+      describe_ = [] { return TNode::Properties().Describe(); };
+    }
+  }
+
+ private:
+  std::function<TLVSettingsDescription()> describe_;
 };
 
 // The vendor of a visualiser kind; its group must be one of the visualisers' catalogue.

@@ -1,6 +1,6 @@
 // Project files come from users and from other machines: any bytes must open as a
 // project or fail with ELVError, never crash or hang. What opens must save and open
-// again to the same scenario.
+// again to the same scenario, strictly: everything the program writes it reads.
 #include <unistd.h>
 
 #include <cstdint>
@@ -16,9 +16,10 @@ namespace {
 
 class TQuietUI : public lv::ILVProjectUI {
  public:
-  void Warning(const std::string&) override {}
+  void Warning(const std::string&) override { ++warnings; }
   bool Confirm(const std::string&) override { return true; }
   std::optional<std::string> AskPassword(const std::string&) override { return "fuzz"; }
+  int warnings = 0;
 };
 
 std::filesystem::path TempPath(const char* name) {
@@ -47,7 +48,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   int32_t nodes = project.NodeCount();
   project.Save(again);
   lv::TLVProject copy(variables);
-  copy.Open(again, ui);
-  if (copy.NodeCount() != nodes) __builtin_trap();
+  copy.SetStrictLoading(true);
+  TQuietUI copyUI;
+  copy.Open(again, copyUI);
+  if (copy.NodeCount() != nodes || copyUI.warnings != 0) __builtin_trap();
   return 0;
 }

@@ -34,7 +34,7 @@ const TLVPropertyTable<TLVTextFileColumn>& TLVTextFileColumn::Properties() {
     t.Add("Name", &C::GetName, &C::SetName, std::string())
         .Add("DisplayName", &C::StoredDisplayName, &C::SetDisplayName, std::string())
         .Add("DataType", &C::GetDataType, &C::SetDataType, TLVDataType::dtString)
-        .Add("DataKind", &C::GetDataKind, &C::SetDataKind, TLVDataKind::dkDiscrete)
+        .Add("DataKind", &C::GetDataKind, &C::SetSettingsDataKind, TLVDataKind::dkUndefined)
         .Add("DataStatus", &C::GetDataStatus, &C::SetDataStatus, TLVDataStatus::dsInfo)
         .Add("FixedPos", &C::GetFixedPos, &C::SetFixedPos, 1)
         .Add("FixedLen", &C::GetFixedLen, &C::SetFixedLen, 0);

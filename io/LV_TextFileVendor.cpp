@@ -12,7 +12,9 @@ namespace lv {
 TLVExportStdVendor::TLVExportStdVendor()
     : TLVComponentVendor(TLVClassRef::Of<TLVExportStd>(), LVVendorGroup<TLVVendorGroupExportFile>(),
                          {"ExportStd", "ExportStdVendorCaption", "ExportStdVendorHint"},
-                         [] { return std::make_shared<TLVExportStd>(); }) {}
+                         [] { return std::make_shared<TLVExportStd>(); }) {
+  DescribeSettingsOf<TLVExportStd>();
+}
 
 void RegisterTextFileUnits() {
   RegisterTextSettingsTexts();

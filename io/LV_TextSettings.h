@@ -230,8 +230,11 @@ void TLVTextSettings::SaveProperties(const TLVPropertyTable<Owner>& table, const
 template <class Owner>
 void TLVTextSettings::LoadProperties(const TLVPropertyTable<Owner>& table, Owner& owner,
                                      const TLVComponent::TSettingsReader& get) {
-  // In table order, so that Delimiter is known before DelimiterChar is considered.
+  // In table order, so that Delimiter is known before DelimiterChar is considered. A
+  // DelimiterChar that the delimiter makes meaningless is not even read, so that
+  // opening a project reports it as a setting not taken into account.
   for (const auto& p : table.Items()) {
+    if (SkipOnSave(p.Name(), owner.GetDelimiter())) continue;
     std::optional<std::string> text =
         LoadedText(p.Name(), get(p.Name()), p.DefaultText(), owner.GetDelimiter());
     if (text) p.Set(owner, *text);

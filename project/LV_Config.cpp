@@ -26,8 +26,18 @@ void CheckConfigName(std::string_view name) {
 // --- TLVConfigParamList ---
 
 const std::string* TLVConfigParamList::Find(std::string_view name) const {
-  for (const auto& [n, v] : items_) {
-    if (n == name) return &v;
+  for (const TParam& param : items_) {
+    if (param.name == name) {
+      param.used = true;
+      return &param.value;
+    }
+  }
+  return nullptr;
+}
+
+TLVConfigParamList::TParam* TLVConfigParamList::FindParam(std::string_view name) {
+  for (TParam& param : items_) {
+    if (param.name == name) return &param;
   }
   return nullptr;
 }
@@ -39,26 +49,24 @@ void TLVConfigParamList::CheckWritable(std::string_view name) const {
 void TLVConfigParamList::Add(std::string_view name, std::string_view value) {
   CheckWritable(name);
   CheckConfigName(name);
-  if (Find(name)) throw ELVError("ErrParameterAlreadyExist", {name});
-  items_.emplace_back(std::string(name), std::string(value));
+  if (FindParam(name)) throw ELVError("ErrParameterAlreadyExist", {name});
+  items_.push_back({std::string(name), std::string(value)});
 }
 
 void TLVConfigParamList::Set(std::string_view name, std::string_view value) {
   CheckWritable(name);
-  for (auto& [n, v] : items_) {
-    if (n == name) {
-      v = value;
-      return;
-    }
+  if (TParam* param = FindParam(name)) {
+    param->value = value;
+    return;
   }
   CheckConfigName(name);
-  items_.emplace_back(std::string(name), std::string(value));
+  items_.push_back({std::string(name), std::string(value)});
 }
 
 bool TLVConfigParamList::Remove(std::string_view name) {
   CheckWritable(name);
   for (auto it = items_.begin(); it != items_.end(); ++it) {
-    if (it->first == name) {
+    if (it->name == name) {
       items_.erase(it);
       return true;
     }
@@ -70,17 +78,13 @@ void TLVConfigParamList::Rename(std::string_view oldName, std::string_view newNa
   CheckWritable(oldName);
   CheckConfigName(newName);
   if (oldName == newName) {
-    if (!Find(oldName)) throw ELVError("ErrPropretyNotFound", {oldName});
+    if (!FindParam(oldName)) throw ELVError("ErrPropretyNotFound", {oldName});
     return;
   }
-  if (Find(newName)) throw ELVError("ErrParameterAlreadyExist", {newName});
-  for (auto& item : items_) {
-    if (item.first == oldName) {
-      item.first = newName;
-      return;
-    }
-  }
-  throw ELVError("ErrPropretyNotFound", {oldName});
+  if (FindParam(newName)) throw ELVError("ErrParameterAlreadyExist", {newName});
+  TParam* param = FindParam(oldName);
+  if (!param) throw ELVError("ErrPropretyNotFound", {oldName});
+  param->name = newName;
 }
 
 void TLVConfigParamList::Clear() {
@@ -200,7 +204,10 @@ TLVConfigNode& TLVConfigNodes::AddItem(std::string_view name) {
 
 TLVConfigNode* TLVConfigNodes::Find(std::string_view name) const {
   for (const auto& child : items_) {
-    if (child->Name() == name) return child.get();
+    if (child->Name() == name) {
+      child->used_ = true;
+      return child.get();
+    }
   }
   return nullptr;
 }
@@ -212,13 +219,17 @@ TLVConfigNode* TLVConfigNodes::FindSection(std::string_view name) const {
     if (found) throw ELVError("ErrConfigNodeAlreadyExist", {name});
     found = child.get();
   }
+  if (found) found->used_ = true;
   return found;
 }
 
 std::vector<TLVConfigNode*> TLVConfigNodes::FindAll(std::string_view name) const {
   std::vector<TLVConfigNode*> result;
   for (const auto& child : items_) {
-    if (child->Name() == name) result.push_back(child.get());
+    if (child->Name() == name) {
+      child->used_ = true;
+      result.push_back(child.get());
+    }
   }
   return result;
 }
@@ -274,6 +285,31 @@ int32_t TLVConfigNode::Depth() const {
   int32_t depth = 0;
   for (const TLVConfigNode* n = parent_; n; n = n->parent_) ++depth;
   return depth;
+}
+
+void TLVConfigNode::MarkUsed(bool deep) const {
+  used_ = true;
+  if (!deep) return;
+  for (int32_t i = 0; i < params_->Count(); ++i) params_->Find(params_->Name(i));
+  for (const auto& child : nodes_.items_) child->MarkUsed(true);
+}
+
+std::vector<std::string> TLVConfigNode::UnusedNames(std::string_view skip) const {
+  std::vector<std::string> names;
+  for (int32_t i = 0; i < params_->Count(); ++i) {
+    if (!params_->Used(i)) names.push_back(params_->Name(i));
+  }
+  for (const auto& child : nodes_.items_) {
+    if (child->Name() == skip) continue;
+    if (!child->used_) {
+      names.push_back(child->Name());
+      continue;
+    }
+    for (std::string& inner : child->UnusedNames(skip)) {
+      names.push_back(child->Name() + "/" + inner);
+    }
+  }
+  return names;
 }
 
 std::optional<std::string> TLVConfigNode::Get(std::string_view name) const {

@@ -9,6 +9,10 @@
 // is written as child items that all bear the list's name. Names are XML names of
 // ASCII letters, digits, "_", "-" and ".", so that every vendor can write them.
 //
+// Reading leaves a trace: a parameter found by name and a child found by name are
+// marked as used, so that after an object has loaded itself from a node the names it
+// did not know can be listed (UnusedNames) and reported instead of silently ignored.
+//
 // Ownership: a node owns its parameters and children; references handed out stay
 // valid until the node is deleted or the tree destroyed. A parameter list may be held
 // through ParamsRef() (a shared reference); a node whose list is so held cannot be
@@ -42,12 +46,14 @@ class TLVConfigParamList {
 
   int32_t Count() const { return static_cast<int32_t>(items_.size()); }
   const std::string& Name(int32_t index) const {
-    return items_.at(static_cast<size_t>(index)).first;
+    return items_.at(static_cast<size_t>(index)).name;
   }
   const std::string& Value(int32_t index) const {
-    return items_.at(static_cast<size_t>(index)).second;
+    return items_.at(static_cast<size_t>(index)).value;
   }
-  // The value of `name`, or null.
+  // Whether parameter `index` has been found by name since it was added.
+  bool Used(int32_t index) const { return items_.at(static_cast<size_t>(index)).used; }
+  // The value of `name`, or null; marks the parameter as used.
   const std::string* Find(std::string_view name) const;
   bool Has(std::string_view name) const { return Find(name) != nullptr; }
 
@@ -84,9 +90,15 @@ class TLVConfigParamList {
   void WriteChar(std::string_view name, char value);
 
  private:
+  struct TParam {
+    std::string name;
+    std::string value;
+    mutable bool used = false;
+  };
   void CheckWritable(std::string_view name) const;
+  TParam* FindParam(std::string_view name);
   const TLVConfig* config_;
-  std::vector<std::pair<std::string, std::string>> items_;
+  std::vector<TParam> items_;
 };
 
 class TLVConfigNodes {
@@ -102,7 +114,7 @@ class TLVConfigNodes {
   TLVConfigNode& Add(std::string_view name);
   // A new item of the list `name`; refused only when a section bears that name.
   TLVConfigNode& AddItem(std::string_view name);
-  // The first child called `name`, or null.
+  // The first child called `name`, or null. Finding marks what is found as used.
   TLVConfigNode* Find(std::string_view name) const;
   // The child section called `name`, or null; "ErrConfigNodeAlreadyExist" when the
   // name occurs more than once (a hand-edited file with a section written twice).
@@ -141,6 +153,16 @@ class TLVConfigNode : public ILVSettingsSection {
   // Number of ancestors (the root is 0).
   int32_t Depth() const;
 
+  // Whether the node has been found by name (or marked) since it was made.
+  bool Used() const { return used_; }
+  // Marks the node, and with `deep` its parameters and descendants, as used: for
+  // content kept as it was read rather than loaded by name.
+  void MarkUsed(bool deep) const;
+  // The parameters and children of this node that were never used, as paths below it
+  // ("Delimeter", "Columns/Item"); a child that was used is looked into, one that was
+  // not is named once. Children called `skip` are left out (they report themselves).
+  std::vector<std::string> UnusedNames(std::string_view skip = {}) const;
+
   TLVConfigParamList& Params() { return *params_; }
   const TLVConfigParamList& Params() const { return *params_; }
   std::shared_ptr<TLVConfigParamList> ParamsRef() const { return params_; }
@@ -163,6 +185,7 @@ class TLVConfigNode : public ILVSettingsSection {
   TLVConfigNode* parent_;
   std::string name_;
   bool item_;
+  mutable bool used_ = false;
   std::shared_ptr<TLVConfigParamList> params_;
   TLVConfigNodes nodes_;
 };

@@ -66,6 +66,8 @@ void UpgradeElement(TLVConfigNode& element, std::string_view className, int32_t 
     version = step->ToVersion();
     element.Params().WriteInteger(kClassVersionParam, version);
   }
+  // The version the steps wrote is this element's own, not a setting nobody knows.
+  ElementVersion(element);
 }
 
 void SaveComponentSettings(const TLVComponent& component, TLVConfigNode& element) {

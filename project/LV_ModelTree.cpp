@@ -188,14 +188,20 @@ std::unique_ptr<TModelTreeNode> NewModelTreeNode(std::string_view vendorID) {
 }
 
 TModelTreeNode& LoadModelTreeNode(TLVConfigNode& element, const TNodePlacer& place,
-                                  const TNodeIDAssigner& assignID) {
+                                  const TNodeIDAssigner& assignID,
+                                  const TUnknownSettings& unknown) {
   TLVComponentVendor& vendor = NodeVendor(element.Params().ReadString(kVendorParam));
   auto node = std::make_unique<TModelTreeNode>(vendor, vendor.CreateComponent(),
                                                assignID(element.Params().ReadString("ID", "")));
   node->SetCaption(element.Params().ReadString(kCaptionParam, ""));
   node->SetNeedsSetup(ReadFlag(element, "NeedsSetup"));
   TModelTreeNode& placed = place(std::move(node));
-  LoadHandler(placed.Handler(), element);
+  try {
+    LoadHandler(placed.Handler(), element);
+  } catch (const ELVError& e) {
+    // A project holds many nodes: the message says which one's settings are wrong.
+    throw ELVError("ErrNodeSettings", {placed.DisplayCaption(), std::string_view(e.what())});
+  }
   if (TLVConfigNode* views = element.Nodes().FindSection(kViewsSection)) {
     for (TLVConfigNode* view : views->Nodes().FindAll(kViewItem)) {
       TViewTreeNode::Load(*view, [&placed](std::unique_ptr<TViewTreeNode> v) -> TViewTreeNode& {
@@ -203,19 +209,24 @@ TModelTreeNode& LoadModelTreeNode(TLVConfigNode& element, const TNodePlacer& pla
       });
     }
   }
-  for (TLVConfigNode* child : element.Nodes().FindAll(kNodeItem)) {
+  std::vector<TLVConfigNode*> children = element.Nodes().FindAll(kNodeItem);
+  // The children report their own elements.
+  std::vector<std::string> unused = element.UnusedNames(kNodeItem);
+  if (!unused.empty()) unknown(placed, unused);
+  for (TLVConfigNode* child : children) {
     LoadModelTreeNode(
         *child,
         [&placed](std::unique_ptr<TModelTreeNode> c) -> TModelTreeNode& {
           return placed.AdoptChild(std::move(c));
         },
-        assignID);
+        assignID, unknown);
   }
   return placed;
 }
 
 void RegisterModelTreeTexts() {
-  TLVLocalization::Instance().RegisterKeys({"ErrViewVendorExpected", "ErrNodeVendorExpected"});
+  TLVLocalization::Instance().RegisterKeys(
+      {"ErrViewVendorExpected", "ErrNodeVendorExpected", "ErrNodeSettings"});
 }
 
 }  // namespace lv

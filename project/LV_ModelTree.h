@@ -126,11 +126,16 @@ std::string NewNodeID();
 // (null for a root, which is then not plugged anywhere) through `place`, and only then
 // given its settings, so that a handler reading its parent's columns finds them.
 // `place` returns the node in its final home. Identifiers are taken through
-// `assignID`, which may replace one already in use.
+// `assignID`, which may replace one already in use. Once a node's settings and views
+// are loaded, `unknown` is told every parameter and section of its element that
+// nothing read (a misspelt setting), as paths below the element; it may raise.
+// A failure to load a node's settings is raised naming the node ("ErrNodeSettings").
 using TNodePlacer = std::function<TModelTreeNode&(std::unique_ptr<TModelTreeNode>)>;
 using TNodeIDAssigner = std::function<std::string(std::string_view savedID)>;
+using TUnknownSettings =
+    std::function<void(const TModelTreeNode& node, const std::vector<std::string>& names)>;
 TModelTreeNode& LoadModelTreeNode(TLVConfigNode& element, const TNodePlacer& place,
-                                  const TNodeIDAssigner& assignID);
+                                  const TNodeIDAssigner& assignID, const TUnknownSettings& unknown);
 
 void RegisterModelTreeTexts();
 

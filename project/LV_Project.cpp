@@ -145,7 +145,19 @@ const TLVPropertyTable<TLVProject>& ProjectSections() {
 
 // --- TLVProject ---
 
-TLVProject::TLVProject(TLVEnvVariables& variables) : variables_(variables) {
+namespace {
+bool strictProjectLoading = false;
+}  // namespace
+
+void SetStrictProjectLoading(bool value) {
+  strictProjectLoading = value;
+}
+bool StrictProjectLoading() {
+  return strictProjectLoading;
+}
+
+TLVProject::TLVProject(TLVEnvVariables& variables)
+    : variables_(variables), strictLoading_(strictProjectLoading) {
   EnsureStandardVariables();
 }
 
@@ -310,15 +322,36 @@ void TLVProject::Save(const std::filesystem::path& path) {
 
 // --- opening ---
 
-std::function<std::string(std::string_view)> TLVProject::IDAssigner(
-    std::vector<std::string>& taken) const {
-  return [&taken](std::string_view saved) {
-    // A node keeps its identifier unless another node has it already (a file edited by
-    // hand, or the same branch loaded twice).
+std::function<std::string(std::string_view)> TLVProject::IDAssigner(std::vector<std::string>& taken,
+                                                                    size_t existing) const {
+  return [&taken, existing](std::string_view saved) {
+    // Identifiers are what bookmarks and other nodes refer to, so one written twice in
+    // a file (a node copied by hand) leaves those references ambiguous: the file is
+    // refused rather than guessed at. A node that takes the identifier of one the
+    // project already had (the first `existing` of `taken`: the same branch loaded
+    // twice) gets a new one.
     std::string id(saved);
-    if (id.empty() || std::find(taken.begin(), taken.end(), id) != taken.end()) id = NewNodeID();
+    auto end = taken.begin() + static_cast<ptrdiff_t>(existing);
+    if (!id.empty() && std::find(end, taken.end(), id) != taken.end()) {
+      throw ELVError("ErrDuplicateNodeID", {id});
+    }
+    if (id.empty() || std::find(taken.begin(), end, id) != end) id = NewNodeID();
     taken.push_back(id);
     return id;
+  };
+}
+
+void TLVProject::ReportUnknown(ILVProjectUI& ui, std::string_view key,
+                               std::initializer_list<TLVFormatArg> args) const {
+  if (strictLoading_) throw ELVError(key, args);
+  ui.Warning(Text(key, args));
+}
+
+TUnknownSettings TLVProject::UnknownSettings(ILVProjectUI& ui) const {
+  return [this, &ui](const TModelTreeNode& node, const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+      ReportUnknown(ui, "ErrUnknownNodeSetting", {node.DisplayCaption(), name});
+    }
   };
 }
 
@@ -339,7 +372,7 @@ void TLVProject::ReadSections(TLVConfig& config, const std::string& fileName, IL
   }
   EnsureStandardVariables();
   std::vector<std::string> taken;
-  auto assignID = IDAssigner(taken);
+  auto assignID = IDAssigner(taken, 0);
   if (TLVConfigNode* script = root.Nodes().FindSection(kScriptSection)) {
     for (TLVConfigNode* element : script->Nodes().FindAll(kNodeItem)) {
       LoadModelTreeNode(
@@ -348,15 +381,23 @@ void TLVProject::ReadSections(TLVConfig& config, const std::string& fileName, IL
             roots_.push_back(std::move(node));
             return *roots_.back();
           },
-          assignID);
+          assignID, UnknownSettings(ui));
     }
   }
   if (const TLVConfigNode* reports = root.Nodes().FindSection(kReportSection)) {
+    reports->MarkUsed(true);
     for (int32_t i = 0; i < reports->Nodes().Count(); ++i) {
       reports_.Root().Nodes().AddCopy(reports->Nodes()[i]);
     }
   }
   ProjectSections().Load(*this, root);
+  // What "Version" holds besides the version describes the writer; nothing to apply.
+  if (const TLVConfigNode* version = root.Nodes().FindSection(kVersionSection)) {
+    version->MarkUsed(true);
+  }
+  for (const std::string& name : root.UnusedNames(kNodeItem)) {
+    ReportUnknown(ui, "ErrUnknownProjectSetting", {name});
+  }
 }
 
 void TLVProject::Open(const std::filesystem::path& path, ILVProjectUI& ui, TProjectOpenMode mode) {
@@ -466,7 +507,7 @@ TModelTreeNode& TLVProject::LoadBranch(TModelTreeNode& target, const std::filesy
           placed = &target.AdoptChild(std::move(node));
           return *placed;
         },
-        IDAssigner(taken));
+        IDAssigner(taken, existing), UnknownSettings(ui));
   } catch (const ELVError& e) {
     if (placed) target.ReleaseChild(target.IndexOf(placed));
     throw ELVError("ErrProjectRead", {fileName, std::string_view(e.what())});
@@ -516,12 +557,26 @@ TProjectSummary PeekProject(const std::filesystem::path& path) {
 }
 
 void RegisterProjectTexts() {
-  TLVLocalization::Instance().RegisterKeys(
-      {"ErrProjectNoFileName", "ErrProjectSave", "ErrProjectUnknownFormat", "ErrProjectRead",
-       "ErrProjectProtected", "SProjectLaterVersion", "SProjectNoVersion", "ErrProjectOpenDeclined",
-       "ErrBranchNoInfo", "ErrBranchTarget", "SBranchOutsideReferences", "SMoveBranch",
-       "SCloseNode", "ErrNodeCannotRetune", "ErrProjectNoData", "ErrProjectReadOnlyAccess",
-       "ErrBranchIntoItself"});
+  TLVLocalization::Instance().RegisterKeys({"ErrProjectNoFileName",
+                                            "ErrProjectSave",
+                                            "ErrProjectUnknownFormat",
+                                            "ErrProjectRead",
+                                            "ErrProjectProtected",
+                                            "SProjectLaterVersion",
+                                            "SProjectNoVersion",
+                                            "ErrProjectOpenDeclined",
+                                            "ErrBranchNoInfo",
+                                            "ErrBranchTarget",
+                                            "SBranchOutsideReferences",
+                                            "SMoveBranch",
+                                            "SCloseNode",
+                                            "ErrNodeCannotRetune",
+                                            "ErrProjectNoData",
+                                            "ErrProjectReadOnlyAccess",
+                                            "ErrBranchIntoItself",
+                                            "ErrDuplicateNodeID",
+                                            "ErrUnknownNodeSetting",
+                                            "ErrUnknownProjectSetting"});
 }
 
 }  // namespace lv

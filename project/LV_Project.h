@@ -14,6 +14,10 @@
 // ILVProjectUI that the caller supplies: the desktop shell shows dialogs, an unattended
 // run answers by its own rules (docs/command-line.md).
 //
+// A setting that nothing reads on opening (a misspelt attribute, a list item under the
+// wrong name) is reported as a warning naming the node and the setting; a project set
+// to load strictly refuses the file instead.
+//
 // The project's environment variables live in the project scope (evtProj) of the
 // TLVEnvVariables it is given: opening replaces that scope, closing empties it.
 // Single-threaded.
@@ -22,6 +26,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +34,7 @@
 #include <vector>
 
 #include "core/LV_Collection.h"
+#include "core/LV_Format.h"
 #include "core/LV_Properties.h"
 #include "env/LV_EnvVariables.h"
 #include "project/LV_Config.h"
@@ -124,6 +130,11 @@ class TLVProject {
   TModelTreeNode& LoadBranch(TModelTreeNode& target, const std::filesystem::path& path,
                              ILVProjectUI& ui);
 
+  // Whether settings that nothing reads make opening and branch loading fail instead of
+  // warn. A new project takes the process's choice (SetStrictProjectLoading).
+  bool GetStrictLoading() const { return strictLoading_; }
+  void SetStrictLoading(bool value) { strictLoading_ = value; }
+
   // Lets tests and benchmarks make protection cheaper; the default is the product's.
   void SetKdfLimits(TProjectKdfLimits limits) { kdfLimits_ = limits; }
 
@@ -132,7 +143,12 @@ class TLVProject {
   void ReadSections(TLVConfig& config, const std::string& fileName, ILVProjectUI& ui);
   TProjectKeyRing PrepareKeyRing() const;
   void EnsureStandardVariables();
-  std::function<std::string(std::string_view)> IDAssigner(std::vector<std::string>& taken) const;
+  std::function<std::string(std::string_view)> IDAssigner(std::vector<std::string>& taken,
+                                                          size_t existing) const;
+  // A warning through `ui`, or the error itself when loading strictly.
+  void ReportUnknown(ILVProjectUI& ui, std::string_view key,
+                     std::initializer_list<TLVFormatArg> args) const;
+  TUnknownSettings UnknownSettings(ILVProjectUI& ui) const;
   std::unique_ptr<TModelTreeNode> Detach(TModelTreeNode& node);
 
   TLVEnvVariables& variables_;
@@ -145,7 +161,13 @@ class TLVProject {
   TProjectAccess access_ = TProjectAccess::paProject;
   std::optional<TProjectKeyRing> keyRing_;
   TProjectKdfLimits kdfLimits_;
+  bool strictLoading_;
 };
+
+// The strictness new projects load with (false, warnings only, until set): the
+// application parameters choose it for a whole run.
+void SetStrictProjectLoading(bool value);
+bool StrictProjectLoading();
 
 // What can be told of a project file without its password: its "Version" and
 // "Properties" (from the chunk "LVER" of a protected file).

@@ -325,18 +325,18 @@ void RegisterMathFunctions(TLVFunctionCollection& f) {
   f.AddNumber("Mod", 2, 2, "N", kMath, Binary<Mod>);
   f.AddNumber("Random", 0, 0, "", kMath, RandomUniform, fnNullPropagates | fnVolatile);
 
-  f.AddNumber("Max", 1, -1, "N", kStatistics,
+  f.AddNumber("Max", 2, -1, "N", kStatistics,
               [](const TLVCalcArgs& a) { return Extreme(a, true); });
-  f.AddNumber("Min", 1, -1, "N", kStatistics,
+  f.AddNumber("Min", 2, -1, "N", kStatistics,
               [](const TLVCalcArgs& a) { return Extreme(a, false); });
-  f.AddNumber("Sum", 1, -1, "N", kStatistics, [](const TLVCalcArgs& a) { return Finite(Sum(a)); });
-  f.AddNumber("SumSq", 1, -1, "N", kStatistics, [](const TLVCalcArgs& a) {
+  f.AddNumber("Sum", 2, -1, "N", kStatistics, [](const TLVCalcArgs& a) { return Finite(Sum(a)); });
+  f.AddNumber("SumSq", 2, -1, "N", kStatistics, [](const TLVCalcArgs& a) {
     double sum = 0;
     for (int32_t i = 0; i < a.Count(); ++i) sum += a.Number(i) * a.Number(i);
     return Finite(sum);
   });
-  f.AddNumber("Avg", 1, -1, "N", kStatistics, [](const TLVCalcArgs& a) { return Finite(Mean(a)); });
-  f.AddNumber("StdDev", 1, -1, "N", kStatistics,
+  f.AddNumber("Avg", 2, -1, "N", kStatistics, [](const TLVCalcArgs& a) { return Finite(Mean(a)); });
+  f.AddNumber("StdDev", 2, -1, "N", kStatistics,
               [](const TLVCalcArgs& a) { return Finite(SampleStdDev(a)); });
   f.AddNumber("avggeom", 1, -1, "N", kHidden,
               [](const TLVCalcArgs& a) { return Finite(GeometricMean(a)); });

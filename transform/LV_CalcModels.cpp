@@ -64,11 +64,11 @@ double Multiplicative(const TLVCalcArgs& args) {
 }  // namespace
 
 void RegisterModelFunctions(TLVFunctionCollection& f) {
-  f.AddNumber("MovingAverage", 1, -1, "N", kModels, MovingAverage);
-  f.AddNumber("ExpMovingAverage", 1, -1, "N", kModels, ExpMovingAverage);
-  f.AddNumber("AutoRegression", 3, -1, "N", kModels, LinearForm);
-  f.AddNumber("ADDICTIVE", 1, -1, "N", kModels, Additive);
-  f.AddNumber("MULTIPLICATIVE", 1, -1, "N", kModels, Multiplicative);
+  f.AddNumber("MovingAverage", 2, -1, "N", kModels, MovingAverage);
+  f.AddNumber("ExpMovingAverage", 2, -1, "N", kModels, ExpMovingAverage);
+  f.AddNumber("AutoRegression", 5, -1, "N", kModels, LinearForm);
+  f.AddNumber("ADDICTIVE", 2, -1, "N", kModels, Additive);
+  f.AddNumber("MULTIPLICATIVE", 2, -1, "N", kModels, Multiplicative);
   f.AddNumber("ARMA", 3, -1, "N", kModels, LinearForm);
   f.AddNumber("ARIMA", 3, -1, "N", kModels, LinearForm);
 }

@@ -9,12 +9,10 @@
 // - A missing text argument makes the result missing, except in Concat (counts as "")
 //   and Replace's replacement (counts as "").
 // - Trim and its kin remove spaces and control characters (codes up to 32).
-// - SubStr, Stuff: a start before the first character counts as the first; SubStr
-//   without a length runs to the end.
+// - SubStr, Stuff: a start before the first character counts as the first.
 // - Find counts overlapping occurrences: Find("AA"; "AAA"; 2) is 2.
-// - Replace ignoring case also takes the Cyrillic letters that look like Latin ones
-//   (А, В, Е, К, М, Н, О, Р, С, Т, У, Х) for those Latin letters: texts typed on two
-//   keyboard layouts mix them, and a user who ignores case means to catch both.
+// - Replace ignoring case folds case and nothing else: a Cyrillic letter never equals
+//   the Latin one it looks like, so data that mixes the scripts keeps them apart.
 // - Str writes up to 15 significant digits with the process decimal separator; Val
 //   reads that separator or a point.
 // - StrZero pads after the sign: StrZero(-42; 5) is "-0042".
@@ -118,7 +116,7 @@ void SubStr(const TLVCalcArgs& args, TLVCalcStrResult& result) {
   std::string_view s = args.String(0);
   if (LVCalcIsNull(s)) return result.SetNull();
   std::string_view rest = s.substr(Utf8PrefixBytes(s, std::max<int64_t>(WholeArg(args, 1), 1) - 1));
-  result.Set(args.Count() > 2 ? rest.substr(0, Utf8PrefixBytes(rest, WholeArg(args, 2))) : rest);
+  result.Set(rest.substr(0, Utf8PrefixBytes(rest, WholeArg(args, 2))));
 }
 
 void Stuff(const TLVCalcArgs& args, TLVCalcStrResult& result) {
@@ -184,40 +182,6 @@ double Find(const TLVCalcArgs& args) {
   return static_cast<double>(Utf8CharCount(s.substr(0, found)) + 1);
 }
 
-// Case folding for Replace, with the Cyrillic letters that look like Latin ones taken
-// as those (see the rules at the top).
-char32_t FoldForReplace(char32_t c) {
-  c = FoldCase(c);
-  switch (c) {
-    case U'а':
-      return U'a';
-    case U'в':
-      return U'b';
-    case U'е':
-      return U'e';
-    case U'к':
-      return U'k';
-    case U'м':
-      return U'm';
-    case U'н':
-      return U'h';
-    case U'о':
-      return U'o';
-    case U'р':
-      return U'p';
-    case U'с':
-      return U'c';
-    case U'т':
-      return U't';
-    case U'у':
-      return U'y';
-    case U'х':
-      return U'x';
-    default:
-      return c;
-  }
-}
-
 // Byte ranges of the occurrences of `pattern` in `s`, ignoring case.
 void FindIgnoringCase(std::string_view s, std::string_view pattern, bool all,
                       std::vector<std::pair<size_t, size_t>>& found) {
@@ -227,11 +191,11 @@ void FindIgnoringCase(std::string_view s, std::string_view pattern, bool all,
   offsets.clear();
   for (size_t pos = 0; pos < s.size();) {
     offsets.push_back(pos);
-    text += FoldForReplace(Utf8Next(s, pos));
+    text += FoldCase(Utf8Next(s, pos));
   }
   offsets.push_back(s.size());
   folded.clear();
-  for (size_t pos = 0; pos < pattern.size();) folded += FoldForReplace(Utf8Next(pattern, pos));
+  for (size_t pos = 0; pos < pattern.size();) folded += FoldCase(Utf8Next(pattern, pos));
   for (size_t at = text.find(folded); at != std::u32string::npos;
        at = text.find(folded, at + folded.size())) {
     found.emplace_back(offsets[at], offsets[at + folded.size()]);
@@ -500,13 +464,13 @@ void RegisterStringFunctions(TLVFunctionCollection& f) {
   f.AddString("Trim", 1, 1, "S", kString, TrimKernel<true, true>);
   f.AddString("TrimLeft,ltrim", 1, 1, "S", kString, TrimKernel<true, false>);
   f.AddString("TrimRight,rtrim", 1, 1, "S", kString, TrimKernel<false, true>);
-  f.AddString("SubStr", 2, 3, "SN", kString, SubStr);
+  f.AddString("SubStr", 3, 3, "SN", kString, SubStr);
   f.AddString("Stuff", 4, 4, "SNNS", kString, Stuff);
   f.AddString("Left", 2, 2, "SN", kString, Left);
   f.AddString("Right", 2, 2, "SN", kString, Right);
   f.AddString("Space", 1, 1, "N", kString, Space);
   f.AddString("Repeat", 2, 2, "SN", kString, Repeat);
-  f.AddString("Concat", 1, -1, "S", kString, Concat, 0);
+  f.AddString("Concat", 2, -1, "S", kString, Concat, 0);
   f.AddNumber("Count", 1, 1, "S", kString, Count);
   f.AddNumber("Find,findEx", 2, 3, "SSN", kString, Find);
   f.AddString("Replace,strtran", 3, 5, "SSSNN", kString, Replace);
@@ -516,7 +480,7 @@ void RegisterStringFunctions(TLVFunctionCollection& f) {
   f.AddString("Str", 1, 1, "N", kString, Str);
   f.AddNumber("Val", 1, 1, "S", kString, Val);
   f.AddString("StrZero", 2, 2, "N", kString, StrZero);
-  f.AddString("Format", 1, -1, "SA", kString, FormatKernel);
+  f.AddString("Format", 2, -1, "SA", kString, FormatKernel);
   f.AddNumber("LevDist,LevenshteinDistance,EditDist", 2, 2, "S", kString,
               DistanceKernel<LevenshteinDistance>);
   f.AddNumber("DamLevDist,DamerauLevenshteinDistance", 2, 2, "S", kString,

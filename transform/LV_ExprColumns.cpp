@@ -14,11 +14,12 @@ const TLVPropertyTable<TLVExprColumnItem>& TLVExprColumnItem::Properties() {
   static const auto table = [] {
     using C = TLVExprColumnItem;
     TLVPropertyTable<C> t;
-    // The type is applied before the kind, so that a loaded kind stands.
+    // The type is applied before the kind, so that a loaded kind stands; without one
+    // the kind follows the type.
     t.Add("Name", &C::GetName, &C::SetName, std::string())
         .Add("DisplayName", &C::StoredDisplayName, &C::SetDisplayName, std::string())
         .Add("DataType", &C::GetDataType, &C::SetDataType, TLVDataType::dtFloat)
-        .Add("DataKind", &C::GetDataKind, &C::SetDataKind, TLVDataKind::dkContinuous)
+        .Add("DataKind", &C::GetDataKind, &C::SetSettingsDataKind, TLVDataKind::dkUndefined)
         .Add("DataStatus", &C::GetDataStatus, &C::SetDataStatus, TLVDataStatus::dsInfo)
         .Add("Expression", &C::GetExpression, &C::SetExpression, std::string())
         .Add("Description", &C::GetDescription, &C::SetDescription, std::string());

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_CodePage.h"
 #include "core/LV_Errors.h"
+#include "project/LV_Project.h"
 
 namespace lv {
 namespace {
@@ -17,7 +19,8 @@ TEST(AppParams, AFileSetsCodePageFormatsFolderAndPassword) {
       "ThousandSeparator=\" \"\n"
       "ShortDateFormat=yyyy-mm-dd\n"
       "CacheFolder=/tmp/кэш\n"
-      "BatchPassword=\"  пароль \"\"с кавычкой\"\"\"\n",
+      "BatchPassword=\"  пароль \"\"с кавычкой\"\"\"\n"
+      "StrictProjectLoading=True\n",
       "night.ini");
   EXPECT_EQ(params.GetAnsiCodePage(), "UTF-8");
   EXPECT_EQ(params.GetDecimalSeparator(), '.');
@@ -33,18 +36,17 @@ TEST(AppParams, AFileSetsCodePageFormatsFolderAndPassword) {
   params.Apply();
   EXPECT_EQ(AnsiCodePage(), TLVCodePage::cpUTF8);
   EXPECT_EQ(DefaultFormatSettings().decimalSeparator, '.');
+  // Projects opened from now on refuse settings they do not know.
+  EXPECT_TRUE(StrictProjectLoading());
+  EXPECT_TRUE(TLVProject().GetStrictLoading());
   SetAnsiCodePage(codePage);
   SetDefaultFormatSettings(formats);
+  SetStrictProjectLoading(false);
 }
 
 TEST(AppParams, ABadLineNamesTheFileAndTheLine) {
   auto message = [](std::string_view text) {
-    try {
-      ParseAppParams(text, "p.ini");
-    } catch (const ELVError& e) {
-      return std::string(e.what());
-    }
-    return std::string("no error");
+    return test::MessageOf([&] { ParseAppParams(text, "p.ini"); });
   };
   EXPECT_EQ(message("\n\nColour=red"),
             "Ошибка в файле параметров приложения \"p.ini\", строка 3: неизвестный параметр "

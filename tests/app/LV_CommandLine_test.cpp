@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "LV_TestHelpers.h"
 #include "app/LV_AppTestHelpers.h"
 #include "core/LV_Errors.h"
 
@@ -16,12 +17,7 @@ TLVCommandLine Parse(std::vector<std::string> args) {
 }
 
 std::string KeyOf(std::vector<std::string> args) {
-  try {
-    Parse(std::move(args));
-  } catch (const ELVError& e) {
-    return e.Key();
-  }
-  return "no error";
+  return test::KeyOf([&] { Parse(std::move(args)); });
 }
 
 TEST(CommandLine, OptionsAreReadInAnyCaseWithEitherMark) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_CachedLinkVector.h"
 #include "core/LV_CachedVectorBoolean.h"
 #include "core/LV_CachedVectorComplex.h"
@@ -22,12 +23,8 @@ namespace {
 // The message of the ELVError that `action` raises, prefixed by its key.
 template <class F>
 std::string Error(F&& action) {
-  try {
-    action();
-  } catch (const ELVError& e) {
-    return e.Key() + ": " + e.what();
-  }
-  return "no error";
+  return test::Caught<ELVError>(action,
+                                [](const ELVError& e) { return e.Key() + ": " + e.what(); });
 }
 
 int32_t RefCount(const TLVText& text) {

@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 
@@ -25,12 +26,7 @@ using namespace std::chrono_literals;
 
 template <class F>
 std::string ErrorKey(F&& f) {
-  try {
-    f();
-  } catch (const ELVDataError& e) {
-    return e.Key();
-  }
-  return "(no error)";
+  return test::KeyOf<ELVDataError>(f);
 }
 
 // A clean-up buffer of the test's own whose thread never wakes by itself, so passes

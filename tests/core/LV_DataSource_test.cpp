@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "LV_TestHelpers.h"
 #include "LV_TestTable.h"
 #include "core/LV_DerivedDataSource.h"
 #include "core/LV_Errors.h"
@@ -193,14 +194,9 @@ TEST(TunedDataSource, PurposeChecksNameTheColumnAndThePurpose) {
   tuned->SetDataSource(table);
   tuned->ValidatePurposes();  // nothing is an input yet
   tuned->Columns()[1].SetDataStatus(TLVDataStatus::dsInput);
-  try {
-    tuned->ValidatePurposes();
-    FAIL();
-  } catch (const ELVError& e) {
-    EXPECT_STREQ(e.what(),
-                 "Столбец \"X\" у которого не рассчитана статистика не может иметь назначение "
-                 "\"Входное\"");
-  }
+  EXPECT_EQ(
+      test::MessageOf([&] { tuned->ValidatePurposes(); }),
+      "Столбец \"X\" у которого не рассчитана статистика не может иметь назначение \"Входное\"");
   tuned->Columns()[1].SetStatInfo(std::make_shared<TLVStatInfo>());
   tuned->ValidatePurposes();
 
@@ -217,14 +213,10 @@ TEST(TunedDataSource, PurposeChecksNameTheColumnAndThePurpose) {
   tuned->Columns()[2].SetStatInfo(stats);
   tuned->ValidatePurposes();
   TLVTunedDataSource::CheckUniqueValueKnown(tuned->Columns()[2], TLVValue::String("c"));
-  try {
-    TLVTunedDataSource::CheckUniqueValueKnown(tuned->Columns()[2], TLVValue::String("b"));
-    FAIL();
-  } catch (const ELVError& e) {
-    EXPECT_STREQ(e.what(),
-                 "Уникальное значение \"b\" столбца \"NAME\" отсутствовало на момент построения "
-                 "модели");
-  }
+  EXPECT_EQ(test::MessageOf([&] {
+              TLVTunedDataSource::CheckUniqueValueKnown(tuned->Columns()[2], TLVValue::String("b"));
+            }),
+            "Уникальное значение \"b\" столбца \"NAME\" отсутствовало на момент построения модели");
   tuned->CheckEnoughRows(4);
   EXPECT_THROW(tuned->CheckEnoughRows(5), ELVError);
 }
@@ -270,12 +262,8 @@ TEST(DerivedDataSource, PassesParentColumnsThroughAndComputesItsOwn) {
 
 TEST(DataSource, ComponentsWithoutATableCannotFeedAChild) {
   TLVComponent view;
-  try {
-    RequireDataSource(view);
-    FAIL();
-  } catch (const ELVError& e) {
-    EXPECT_STREQ(e.what(), "Компонент не поддерживает ILVDataSource.");
-  }
+  EXPECT_EQ(test::MessageOf([&] { RequireDataSource(view); }),
+            "Компонент не поддерживает ILVDataSource.");
   auto table = MakeNumbers(1);
   EXPECT_EQ(RequireDataSource(*table).get(), static_cast<ILVDataSource*>(table.get()));
 }

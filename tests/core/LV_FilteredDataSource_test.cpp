@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "LV_TestHelpers.h"
 #include "LV_TestTable.h"
 #include "core/LV_DataEngine.h"
 #include "core/LV_Errors.h"
@@ -88,21 +89,12 @@ TEST(CachedFilteredDataSource, TypeChangesOnlyWhereEveryValueConverts) {
   EXPECT_TRUE(t[1].IsNull());
   EXPECT_EQ(t[2].AsDouble(), -2.0);
 
-  try {
-    all->SetColumnDataType(1, TLVDataType::dtFloat);
-    FAIL();
-  } catch (const ELVError& e) {
-    EXPECT_STREQ(e.what(),
-                 "Нельзя преобразовать данные столбца \"U\", имеющего тип \"Строковый\" к типу "
-                 "\"Вещественный\"");
-  }
+  EXPECT_EQ(test::MessageOf([&] { all->SetColumnDataType(1, TLVDataType::dtFloat); }),
+            "Нельзя преобразовать данные столбца \"U\", имеющего тип \"Строковый\" к типу "
+            "\"Вещественный\"");
   EXPECT_EQ(all->Columns()[1].GetDataType(), TLVDataType::dtString);
-  try {
-    all->SetColumnDataType(2, TLVDataType::dtInteger);
-    FAIL();
-  } catch (const ELVError& e) {
-    EXPECT_STREQ(e.what(), "Тип данных столбца \"N\" не может быть изменен");
-  }
+  EXPECT_EQ(test::MessageOf([&] { all->SetColumnDataType(2, TLVDataType::dtInteger); }),
+            "Тип данных столбца \"N\" не может быть изменен");
   // Back to text: numbers are shown with the default formats.
   all->SetColumnDataType(0, TLVDataType::dtString);
   EXPECT_EQ(ReadColumn(*all, 0)[0].AsText(), "1,5");

@@ -5,6 +5,7 @@
 #include <set>
 #include <vector>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "core/LV_TunedDataSource.h"
@@ -32,16 +33,6 @@ class TTestClassVendor : public TLVClassVendor {
   explicit TTestClassVendor(TLVClassRef cls) : TLVClassVendor(cls) {}
 };
 class TBareVendor : public TLVVendor {};
-
-template <class F>
-std::string KeyOfFailure(F&& action) {
-  try {
-    action();
-  } catch (const ELVError& e) {
-    return e.Key();
-  }
-  return "no error";
-}
 
 TEST(Vendor, RegistryFindsKindsByIdentifierAndClassAndCreatesNodes) {
   TLVComponentVendorList list;
@@ -85,24 +76,24 @@ TEST(Vendor, RegistryFindsKindsByIdentifierAndClassAndCreatesNodes) {
   // Refusals leave the list as it was.
   auto clash = TLVComponentVendor::Make<TTestFilter, TLVVendorGroupAnalyticOther>(
       {"TESTCSV", "Other", "Other"});
-  EXPECT_EQ(KeyOfFailure([&] { list.Add(clash); }), "ErrVendorDuplicateID");
+  EXPECT_EQ(test::KeyOf([&] { list.Add(clash); }), "ErrVendorDuplicateID");
   auto nameless =
       TLVComponentVendor::Make<TTestFilter, TLVVendorGroupAnalyticOther>({"", "Other", "Other"});
-  EXPECT_EQ(KeyOfFailure([&] { list.Add(nameless); }), "ErrVendorEmptyID");
-  EXPECT_EQ(KeyOfFailure([&] { list.Add(filter); }), "ErrVendorTwice");
-  EXPECT_EQ(KeyOfFailure([&] { list.Add(nullptr); }), "ErrVendorNull");
+  EXPECT_EQ(test::KeyOf([&] { list.Add(nameless); }), "ErrVendorEmptyID");
+  EXPECT_EQ(test::KeyOf([&] { list.Add(filter); }), "ErrVendorTwice");
+  EXPECT_EQ(test::KeyOf([&] { list.Add(nullptr); }), "ErrVendorNull");
   EXPECT_EQ(list.Count(), 3);
   EXPECT_EQ(&list[2], filter.get());
 }
 
 TEST(Vendor, FamiliesRefuseWhatTheyCannotHold) {
   // A view offered outside the visualisers' catalogue is a registration mistake.
-  EXPECT_EQ(KeyOfFailure([] {
+  EXPECT_EQ(test::KeyOf([] {
               TLVViewVendor(TLVClassRef::Of<TTestView>(), LVVendorGroup<TLVVendorGroupImportFile>(),
                             {"V", "V", "V"}, [] { return std::make_shared<TTestView>(); });
             }),
             "ErrVendorGroupCatalogue");
-  EXPECT_EQ(KeyOfFailure([] {
+  EXPECT_EQ(test::KeyOf([] {
               TLVConnectionVendor(TLVClassRef::Of<TTestConnection>(),
                                   LVVendorGroup<TLVVendorGroupViewerCommon>(), {"C", "C", "C"},
                                   [] { return std::make_shared<TTestConnection>(); });
@@ -111,7 +102,7 @@ TEST(Vendor, FamiliesRefuseWhatTheyCannotHold) {
 
   TLVConnectionVendorList connections;
   auto plain = TLVComponentVendor::Make<TTestConnection, TLVVendorGroupDataBase>({"P", "P", "P"});
-  EXPECT_EQ(KeyOfFailure([&] { connections.Add(plain); }), "ErrVendorWrongFamily");
+  EXPECT_EQ(test::KeyOf([&] { connections.Add(plain); }), "ErrVendorWrongFamily");
   auto warehouse =
       TLVConnectionVendor::Make<TTestConnection, TLVVendorGroupWareHouse>({"WH", "WH", "WH"});
   auto database =
@@ -129,10 +120,10 @@ TEST(Vendor, FamiliesRefuseWhatTheyCannotHold) {
   EXPECT_EQ(database->ComponentType(), TLVComponentType::ctConnection);
 
   TLVClassVendorList classes;
-  EXPECT_EQ(KeyOfFailure([&] { classes.Add(std::make_shared<TBareVendor>()); }),
+  EXPECT_EQ(test::KeyOf([&] { classes.Add(std::make_shared<TBareVendor>()); }),
             "ErrVendorWrongFamily");
   TLVComponentVendorList components;
-  EXPECT_EQ(KeyOfFailure([&] {
+  EXPECT_EQ(test::KeyOf([&] {
               components.Add(std::make_shared<TTestClassVendor>(TLVClassRef::Of<TSquare>()));
             }),
             "ErrVendorWrongFamily");
@@ -193,8 +184,8 @@ TEST(Vendor, ProcessRegistriesAfterStartUp) {
   auto standard = columns.Get("TLVDefaultColumnsInfoVendor");
   EXPECT_EQ(standard->GetName(), TLVDefaultColumnsInfoVendor::kName);
   EXPECT_EQ(columns.Find("tlvdefaultcolumnsinfovendor"), standard);
-  EXPECT_EQ(KeyOfFailure([&] { columns.Get("TLVNoSuchColumnsVendor"); }), "ErrVendorNotFound");
-  EXPECT_EQ(KeyOfFailure([&] { columns.Add(std::make_shared<TLVDefaultColumnsInfoVendor>()); }),
+  EXPECT_EQ(test::KeyOf([&] { columns.Get("TLVNoSuchColumnsVendor"); }), "ErrVendorNotFound");
+  EXPECT_EQ(test::KeyOf([&] { columns.Add(std::make_shared<TLVDefaultColumnsInfoVendor>()); }),
             "ErrVendorNameTaken");
   RegisterCoreVendors();  // a second start-up changes nothing
   EXPECT_EQ(columns.Count(), count);

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Errors.h"
 
 namespace lv::test {
@@ -46,20 +47,6 @@ inline std::string ReadWholeFile(const std::filesystem::path& path) {
 
 inline void WriteWholeFile(const std::filesystem::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
-}
-
-// The message of the ELVError that `action` raises; a failure of the test when it
-// raises none or one of another key.
-template <class F>
-std::string MessageOfFailure(F&& action, std::string_view key) {
-  try {
-    action();
-  } catch (const ELVError& e) {
-    EXPECT_EQ(e.Key(), key);
-    return e.what();
-  }
-  ADD_FAILURE() << "no error, expected " << key;
-  return {};
 }
 
 }  // namespace lv::test

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_DataCache.h"
 #include "core/LV_Errors.h"
 #include "core/LV_RowParts.h"
@@ -91,12 +92,7 @@ TDecoded Decode(const std::string& bytes, TLVCodePage page = TLVCodePage::cpWind
 }
 
 std::string KeyOf(const std::string& bytes) {
-  try {
-    Decode(bytes);
-  } catch (const ELVError& e) {
-    return e.Key();
-  }
-  return "(no error)";
+  return test::KeyOf([&] { Decode(bytes); });
 }
 
 const TLVNativeColumn kA{0, "A", "", TLVDataKind::dkContinuous, TLVDataStatus::dsInput, dtInteger};
@@ -258,7 +254,8 @@ TEST(NativeFile, RowsComeWholeWhateverPiecesTheSourceGivesAndHoweverManyThreadsR
 TEST(NativeFile, CancellingThreadsKeepAWholeRunOfRows) {
   TReadInParts parts;
   TRows rows;
-  for (int i = 0; i < 40000; ++i) rows.push_back({TLVValue::Integer(i), TLVValue::String(std::to_string(i))});
+  for (int i = 0; i < 40000; ++i)
+    rows.push_back({TLVValue::Integer(i), TLVValue::String(std::to_string(i))});
   const std::string bytes = Encode({kA, kS}, rows);
   TLVNativeFileReader reader(NativeMemorySource(bytes), TLVCodePage::cpWindows1251);
   reader.ReadHeader();
@@ -282,7 +279,8 @@ std::string TextRows(int rows, const std::vector<std::pair<int, std::string>>& d
   TBytes b;
   b.Raw("LVDATA").I32(1).I32(1).Column(0, "S", "", 2, 1, 5).I32(1).U8(5).I64(rows);
   for (int r = 0; r < rows; ++r) {
-    const auto bad = std::find_if(damaged.begin(), damaged.end(), [&](auto& d) { return d.first == r; });
+    const auto bad =
+        std::find_if(damaged.begin(), damaged.end(), [&](auto& d) { return d.first == r; });
     if (bad == damaged.end()) {
       b.I32(17).U8(1).I32(13).I32(1).I32(3).Raw("xyz").U8(0);
     } else {
@@ -306,12 +304,7 @@ TEST(NativeFile, ThreadsReportTheFirstDamagedRow) {
     cache.SetColumns(reader.CacheColumns());
     cache.SetRowBlockBytes(1024);  // 64 rows a block
     cache.Open();
-    std::string what = "(no error)";
-    try {
-      reader.ReadRows(cache, nullptr);
-    } catch (const ELVError& e) {
-      what = e.what();
-    }
+    std::string what = test::MessageOf([&] { reader.ReadRows(cache, nullptr); });
     EXPECT_LE(cache.RowCount(), firstDamaged);
     for (TLVRowIndex r = 0; r < cache.RowCount(); ++r) {
       EXPECT_EQ(cache.GetValue(r, 0), TLVValue::String("xyz")) << r;

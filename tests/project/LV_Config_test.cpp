@@ -254,3 +254,36 @@ TEST(ConfigSections, CollectionsPersistGenericallyThroughTheTables) {
 
 }  // namespace
 }  // namespace lv
+
+namespace lv {
+namespace {
+
+TEST(ConfigSections, WhatNothingReadIsListed) {
+  auto config = std::make_unique<TLVConfig>();
+  config->SetVendor(LVXMLConfigVendor());
+  config->LoadFromString(
+      R"(<Lumivera><Handler ClassVersion="2" Scale="4" Scael="5"><Items><Item Name="a" Wieght="2"/>)"
+      R"(<Column Name="b"/></Items><Extra><Deep X="1"/></Extra></Handler>)"
+      R"(<Report><Any A="1"/></Report><Node/></Lumivera>)");
+  test::TTestHandler handler;
+  TLVConfigNode& root = config->Root();
+  LoadComponentSettings(handler, *root.Nodes().FindSection("Handler"));
+  EXPECT_EQ(handler.GetScale(), 4);
+  // An unread section is named once, a read one is looked into; "Node" is skipped.
+  EXPECT_EQ(root.UnusedNames("Node"),
+            (std::vector<std::string>{"Handler/Scael", "Handler/Items/Item/Wieght",
+                                      "Handler/Items/Column", "Handler/Extra", "Report"}));
+  root.Nodes().FindSection("Report")->MarkUsed(false);
+  EXPECT_EQ(root.UnusedNames("Node").back(), "Report/Any");
+  root.Nodes().FindSection("Report")->MarkUsed(true);
+  EXPECT_EQ(root.UnusedNames("Node").back(), "Handler/Extra");
+  EXPECT_EQ(root.UnusedNames().back(), "Node");
+  // Checks made while writing do not count as reading.
+  TLVConfig written;
+  written.Root().Params().Add("A", "1");
+  written.Root().Params().Set("A", "2");
+  EXPECT_EQ(written.Root().UnusedNames(), std::vector<std::string>{"A"});
+}
+
+}  // namespace
+}  // namespace lv

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Errors.h"
 
 namespace lv {
@@ -93,12 +94,8 @@ TEST(ProjectFile, EachPasswordOpensItsSlotAndNothingElseDoes) {
   }
   std::string read;
   TProjectAccess access{};
-  try {
-    TProjectKeyRing::Open(chunk, "wrong", read, access);
-    ADD_FAILURE();
-  } catch (const ELVError& e) {
-    EXPECT_EQ(std::string(e.what()), "Неверный пароль.");
-  }
+  EXPECT_EQ(test::MessageOf([&] { TProjectKeyRing::Open(chunk, "wrong", read, access); }),
+            "Неверный пароль.");
   // A changed byte of the content is found out; so is a changed parameter.
   std::string tampered = chunk;
   tampered.back() ^= 1;

@@ -9,30 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Errors.h"
 #include "project/LV_Project.h"
 
 namespace lv::test {
-
-// The message, or the key, of the ELVError that `action` raises ("no error" if none).
-template <class F>
-std::string MessageOf(F&& action) {
-  try {
-    action();
-  } catch (const ELVError& e) {
-    return e.what();
-  }
-  return "no error";
-}
-template <class F>
-std::string KeyOf(F&& action) {
-  try {
-    action();
-  } catch (const ELVError& e) {
-    return e.Key();
-  }
-  return "no error";
-}
 
 class TTempFolder {
  public:

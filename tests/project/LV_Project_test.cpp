@@ -96,6 +96,56 @@ TEST_F(ProjectTest, SaveAndOpenGiveTheSameFileAgain) {
 
   copy.Save(folder / "again.lvp");
   EXPECT_EQ(ReadText(folder / "again.lvp"), xml);
+  // Everything the program writes, it reads: no setting is reported as unknown.
+  EXPECT_TRUE(ui.warnings.empty()) << ui.warnings.front();
+}
+
+TEST_F(ProjectTest, SettingsNothingReadsAreReportedOrRefused) {
+  WriteText(folder / "typo.lvp",
+            R"(<Lumivera Extra="1"><Version Version="1.0.0" Application="Lumivera"/>)"
+            R"(<Propertys Author="x"/><Script><Node Vendor="TestSource" Caption="Продажи">)"
+            R"(<Handler Rows="2" Rosw="3"/><Node Vendor="TestHandler" Colour="red">)"
+            R"(<Handler><Items><Column Name="a"/><Item Name="b" Wieght="2"/></Items></Handler>)"
+            R"(</Node></Node></Script></Lumivera>)");
+  TLVProject project(variables);
+  project.Open(folder / "typo.lvp", ui);
+  EXPECT_EQ(project.NodeCount(), 2);
+  EXPECT_EQ(ui.warnings,
+            (std::vector<std::string>{
+                R"(Узел "Продажи": настройка "Handler/Rosw" не учтена: такой настройки нет, или она не действует при остальных настройках узла)",
+                R"(Узел "[TestHandlerCaption]": настройка "Colour" не учтена: такой настройки нет, или она не действует при остальных настройках узла)",
+                R"(Узел "[TestHandlerCaption]": настройка "Handler/Items/Column" не учтена: такой настройки нет, или она не действует при остальных настройках узла)",
+                R"(Узел "[TestHandlerCaption]": настройка "Handler/Items/Item/Wieght" не учтена: такой настройки нет, или она не действует при остальных настройках узла)",
+                R"(Проект: неизвестная настройка "Extra")",
+                R"(Проект: неизвестная настройка "Propertys")"}));
+
+  // Loading strictly refuses the file with the first of them and opens nothing.
+  EXPECT_FALSE(project.GetStrictLoading());
+  SetStrictProjectLoading(true);
+  TLVProject strict(otherVariables);
+  SetStrictProjectLoading(false);
+  EXPECT_TRUE(strict.GetStrictLoading());
+  EXPECT_EQ(MessageOf([&] { strict.Open(folder / "typo.lvp", ui); }),
+            "Ошибка чтения проекта.\r\nФайл (" + (folder / "typo.lvp").string() +
+                ").\r\nОшибка: Узел \"Продажи\": настройка \"Handler/Rosw\" не учтена: такой "
+                "настройки нет, или она не действует при остальных настройках узла");
+  EXPECT_EQ(strict.RootCount(), 0);
+
+  // A delimiter character is a setting only with the delimiter "other".
+  ui.warnings.clear();
+  auto delimiter = [&](std::string_view type) {
+    WriteText(folder / "text.lvp",
+              "<Lumivera><Version Version=\"1.0.0\"/><Script><Node Vendor=\"TextFile\">"
+              "<Handler FileName=\"a.csv\" Delimiter=\"" +
+                  std::string(type) + "\" DelimiterChar=\"|\"/></Node></Script></Lumivera>");
+    project.Open(folder / "text.lvp", ui);
+  };
+  delimiter("dtOther");
+  EXPECT_TRUE(ui.warnings.empty()) << ui.warnings.front();
+  delimiter("dtSemicolon");
+  ASSERT_EQ(ui.warnings.size(), 1u);
+  EXPECT_NE(ui.warnings[0].find("настройка \"Handler/DelimiterChar\" не учтена"), std::string::npos)
+      << ui.warnings[0];
 }
 
 TEST_F(ProjectTest, ReportsAreKeptAsWrittenAndSavedBeforeTheBookmarks) {
@@ -130,8 +180,8 @@ TEST_F(ProjectTest, OldSettingsAreConvertedAndNewerOnesRefused) {
   WriteText(folder / "new.lvp", xml);
   EXPECT_EQ(MessageOf([&] { project.Open(folder / "new.lvp", ui); }),
             "Ошибка чтения проекта.\r\nФайл (" + (folder / "new.lvp").string() +
-                ").\r\nОшибка: Параметры сохраненного элемента имеют большую версию 3, чем "
-                "текущий элемент 2 класса TTestHandler");
+                ").\r\nОшибка: Узел \"[TestHandlerCaption]\": Параметры сохраненного элемента "
+                "имеют большую версию 3, чем текущий элемент 2 класса TTestHandler");
   EXPECT_EQ(project.RootCount(), 0);
 }
 
@@ -159,6 +209,15 @@ TEST_F(ProjectTest, UnreadableFilesCloseTheProjectWithTheirMessage) {
                           "<Lumivera><Version Version=\"1\"/><Script><Node Vendor=\"TestView\"/>"
                           "</Script></Lumivera>");
   EXPECT_NE(view.find("не может быть узлом сценария"), std::string::npos) << view;
+  // Bookmarks and other nodes refer to identifiers, so one written twice is refused.
+  std::string twice = open("d.lvp",
+                           "<Lumivera><Version Version=\"1\"/><Script>"
+                           "<Node Vendor=\"TestSource\" ID=\"{A}\"/><Node Vendor=\"TestSource\"/>"
+                           "<Node Vendor=\"TestSource\" ID=\"{A}\"/></Script></Lumivera>");
+  EXPECT_EQ(twice,
+            "Ошибка чтения проекта.\r\nФайл (" + (folder / "d.lvp").string() +
+                ").\r\nОшибка: Идентификатор узла {A} встречается в файле более одного раза");
+  EXPECT_EQ(project.RootCount(), 0);
   std::string missing = MessageOf([&] { project.Open(folder / "none.lvp", ui); });
   EXPECT_TRUE(missing.starts_with("Ошибка чтения проекта.")) << missing;
   EXPECT_EQ(variables.Find("LocaleID")->GetTheValue(), "1049");
@@ -315,6 +374,15 @@ TEST_F(ProjectTest, BranchesTravelBetweenNodesWithTheirRefusals) {
             "Данный файл (" + (folder / "empty.lvb").string() +
                 ") не содержит необходимую информацию.\r\nОперация \"Загрузить ветвь\" "
                 "прервана.");
+  EXPECT_EQ(second.ChildCount(), 1);
+  // A branch file that names one identifier twice is refused and adds nothing.
+  WriteText(folder / "twice.lvb",
+            "<Lumivera><Version Version=\"1\"/><Script><Node Vendor=\"TestHandler\" ID=\"{B}\">"
+            "<Node Vendor=\"TestExport\" ID=\"{B}\"/></Node></Script></Lumivera>");
+  std::string twice = MessageOf([&] { project.LoadBranch(second, folder / "twice.lvb", ui); });
+  EXPECT_NE(twice.find("Идентификатор узла {B} встречается в файле более одного раза"),
+            std::string::npos)
+      << twice;
   EXPECT_EQ(second.ChildCount(), 1);
 
   // Moving and closing ask first.

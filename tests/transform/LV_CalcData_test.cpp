@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_TestSection.h"
 #include "core/LV_TestTable.h"
 #include "transform/LV_LineParserErrors.h"
@@ -21,12 +22,7 @@ std::shared_ptr<TLVCalcData> CalcOver(std::shared_ptr<ILVDataSource> parent) {
 }
 
 std::string OpenError(TLVCalcData& calc) {
-  try {
-    calc.Open();
-  } catch (const ELVError& e) {
-    return e.what();
-  }
-  return "(opened)";
+  return test::MessageOf([&] { calc.Open(); });
 }
 
 TEST(CalcData, AppendsOneColumnPerExpressionAfterTheParents) {
@@ -49,7 +45,7 @@ TEST(CalcData, AppendsOneColumnPerExpressionAfterTheParents) {
   EXPECT_TRUE(even[6].AsBoolean());
   EXPECT_FALSE(even[7].AsBoolean());
   auto half = ReadColumn(*calc, 6);
-  EXPECT_EQ(half[5].AsInteger(), 3);  // halves round away from zero
+  EXPECT_EQ(half[5].AsInteger(), 3);                  // halves round away from zero
   EXPECT_EQ(ReadColumn(*calc, 2)[9].AsText(), "n9");  // passed through
 }
 
@@ -74,9 +70,11 @@ TEST(CalcData, OpenChecksTheSetUp) {
   calc->RedefineColumns();
   calc->Variables()[1].SetDisplayName("Икс");
   calc->Variables()[1].SetDataType(TLVDataType::dtInteger);
-  EXPECT_EQ(OpenError(*calc), "Столбец \"X\" (\"Икс\") в исходном источнике данных имеет другие параметры");
+  EXPECT_EQ(OpenError(*calc),
+            "Столбец \"X\" (\"Икс\") в исходном источнике данных имеет другие параметры");
   calc->Variables()[1].SetName("GONE");
-  EXPECT_EQ(OpenError(*calc), "Столбец \"GONE\" (\"Икс\") должен существовать в исходном источнике данных");
+  EXPECT_EQ(OpenError(*calc),
+            "Столбец \"GONE\" (\"Икс\") должен существовать в исходном источнике данных");
 }
 
 TEST(CalcData, CachedColumnsAreComputedOnce) {
@@ -105,7 +103,8 @@ TEST(CalcData, DataContextFunctions) {
                     i == 1 ? TLVValue::Null(TLVDataType::dtFloat) : TLVValue::Float(values[i])});
   }
   auto table = std::make_shared<test::TTestTable>(
-      std::vector<test::TTestTable::TColumn>{{"G", TLVDataType::dtString}, {"V", TLVDataType::dtFloat}},
+      std::vector<test::TTestTable::TColumn>{{"G", TLVDataType::dtString},
+                                             {"V", TLVDataType::dtFloat}},
       std::move(rows));
   auto calc = CalcOver(table);
   auto add = [&](const char* name, const char* formula, TLVDataType type = TLVDataType::dtFloat) {
@@ -163,6 +162,38 @@ TEST(CalcData, SettingsSurviveSaveAndLoad) {
   EXPECT_EQ(loaded->Variables()[2].GetDataType(), TLVDataType::dtString);
   loaded->Open();
   EXPECT_EQ(ReadColumn(*loaded, 3)[2].AsDouble(), 6);
+}
+
+// A column written by hand without a kind takes the one its type gives; only a kind
+// the type forbids is refused.
+TEST(CalcData, AnExpressionWithoutAKindTakesItFromItsType) {
+  test::TMapSection section;
+  ILVSettingsSection& list = section.AddSection("Expressions");
+  auto add = [&](const char* type, const char* kind) {
+    ILVSettingsSection& item = list.AddItem("Expression");
+    item.Put("Name", type);
+    item.Put("DataType", type);
+    if (kind) item.Put("DataKind", kind);
+    item.Put("Expression", "1");
+  };
+  add("dtString", nullptr);
+  add("dtFloat", nullptr);
+  add("dtInteger", "dkDiscrete");
+  auto calc = CalcOver(MakeNumbers(1));
+  calc->LoadSettingsFrom(section);
+  ASSERT_EQ(calc->ExprColumns().Count(), 3);
+  EXPECT_EQ(calc->ExprColumns()[0].GetDataKind(), TLVDataKind::dkDiscrete);
+  EXPECT_EQ(calc->ExprColumns()[1].GetDataKind(), TLVDataKind::dkContinuous);
+  EXPECT_EQ(calc->ExprColumns()[2].GetDataKind(), TLVDataKind::dkDiscrete);
+
+  add("dtBoolean", "dkContinuous");
+  auto refused = CalcOver(MakeNumbers(1));
+  try {
+    refused->LoadSettingsFrom(section);
+    FAIL() << "a continuous Boolean column was accepted";
+  } catch (const ELVError& e) {
+    EXPECT_EQ(e.Key(), "ErrColumnCantBeContinuous");
+  }
 }
 
 }  // namespace

@@ -6,10 +6,12 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Convert.h"
 #include "transform/LV_CalcBuiltins.h"
 #include "transform/LV_CalcDataFunctions.h"
@@ -112,21 +114,16 @@ const double kNull = LVCalcNull();
 TEST(CalcFunctions, RegistrationRefusesTakenAndBadNames) {
   TLVFunctionCollection& functions = LVCalcFunctions();
   auto kernel = [](const TLVCalcArgs&) { return 0.0; };
-  try {
-    functions.AddNumber("Pi", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel);
-    FAIL() << "a taken name was accepted";
-  } catch (const EDuplicateFunctionError& e) {
-    EXPECT_STREQ(e.what(), "Функция с именем Pi уже зарегистрирована");
-  }
+  EXPECT_EQ(test::MessageOf<EDuplicateFunctionError>(
+                [&] { functions.AddNumber("Pi", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel); }),
+            "Функция с именем Pi уже зарегистрирована");
   // An alias is taken as well, whatever its case.
   EXPECT_THROW(functions.AddNumber("MyFind,FINDEX", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel),
                EDuplicateFunctionError);
-  try {
-    functions.AddNumber("1st", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel);
-    FAIL() << "a bad name was accepted";
-  } catch (const EInvalidFunctionNameError& e) {
-    EXPECT_STREQ(e.what(), "Неверное имя функции 1st");
-  }
+  EXPECT_EQ(test::MessageOf<EInvalidFunctionNameError>([&] {
+              functions.AddNumber("1st", 0, 0, "", TLVCalcFunctionGroup::fgMath, kernel);
+            }),
+            "Неверное имя функции 1st");
   EXPECT_EQ(functions.Find("MyFind"), nullptr);
   // Start-up registers once; a second start-up must not try again (and so not throw).
   EXPECT_NO_THROW(BuiltinFunctionsStartup());
@@ -346,14 +343,11 @@ TEST(CalcFunctions, FormatConvertsArgumentsToThePlaceholders) {
   EXPECT_EQ(Str("Format", {"%.3d|%5.1f|%x", 7, "2,26", 255}), "007|  2,3|FF");
   EXPECT_EQ(Str("Format", {"%1:s%0:s", "a", "b"}), "ba");
   EXPECT_EQ(Str("Format", {"%s", TArg::NullText()}), std::nullopt);
-  try {
-    Str("Format", {"%d", "abc"});
-    FAIL() << "a text was taken for %d";
-  } catch (const EFormatFunctionError& e) {
-    EXPECT_STREQ(e.what(),
-                 "Функция FORMAT имеет некорректную строку форматирования, либо аргументы имеют "
-                 "неверный тип: (%d)");
-  }
+  EXPECT_EQ(test::MessageOf<EFormatFunctionError>([] {
+              Str("Format", {"%d", "abc"});
+            }),
+            "Функция FORMAT имеет некорректную строку форматирования, либо аргументы имеют "
+            "неверный тип: (%d)");
   EXPECT_THROW(Str("Format", {"%s %s", "a"}), EFormatFunctionError);
 }
 
@@ -386,6 +380,51 @@ TEST(CalcFunctions, EveryListedFunctionIsDocumented) {
       }
     }
   }
+}
+
+}  // namespace
+}  // namespace lv
+
+namespace lv {
+namespace {
+
+// data/function-arguments.txt transcribes the catalogue's argument column with the
+// counts it allows; every registered function must be there and take exactly those.
+TEST(CalcFunctions, ArgumentCountsFollowTheCatalogue) {
+  std::ifstream file(std::string(LV_TEST_DATA_DIR) + "/function-arguments.txt");
+  ASSERT_TRUE(file);
+  std::map<std::string, std::pair<int32_t, int32_t>, std::less<>> listed;
+  std::string line;
+  while (std::getline(file, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> cells;
+    for (size_t from = 0;;) {
+      size_t bar = line.find('|', from);
+      std::string cell = line.substr(from, bar == std::string::npos ? bar : bar - from);
+      size_t first = cell.find_first_not_of(' ');
+      cells.push_back(cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
+      if (bar == std::string::npos) break;
+      from = bar + 1;
+    }
+    ASSERT_EQ(cells.size(), 4u) << line;
+    listed[cells[0]] = {std::stoi(cells[2]), cells[3] == "*" ? -1 : std::stoi(cells[3])};
+  }
+  ASSERT_GT(listed.size(), 100u);
+  size_t checked = 0;
+  const TLVFunctionCollection* collections[] = {&LVCalcFunctions(), &CalcDataFunctions()};
+  for (const TLVFunctionCollection* functions : collections) {
+    for (const auto& f : functions->Items()) {
+      auto it = listed.find(f->Name());
+      if (it == listed.end()) {
+        ADD_FAILURE() << f->Name() << " is not in function-arguments.txt";
+        continue;
+      }
+      ++checked;
+      EXPECT_EQ(f->minArgs, it->second.first) << f->Name();
+      EXPECT_EQ(f->maxArgs, it->second.second) << f->Name();
+    }
+  }
+  EXPECT_EQ(checked, listed.size()) << "a listed function is not registered";
 }
 
 }  // namespace

@@ -10,19 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "LV_TestHelpers.h"
 #include "transform/LV_LineParserErrors.h"
 
 namespace lv {
 namespace {
 
 std::string ErrorOf(std::string_view formula) {
-  try {
-    TLineParser parser;
-    parser.Parse(formula);
-  } catch (const ELVError& e) {
-    return e.what();
-  }
-  return "(no error)";
+  return test::MessageOf([&] { TLineParser().Parse(formula); });
 }
 
 TEST(LineParser, MessagesNameTheCulprit) {
@@ -98,18 +93,12 @@ TEST(FunctionCollection, RefusesBadAndTakenNames) {
   base.AddNumber("One,Uno", 0, 0, "", TLVCalcFunctionGroup::fgHidden, kernel);
   TLVFunctionCollection own;
   own.SetBase(&base);
-  try {
-    own.AddNumber("uno", 0, 0, "", TLVCalcFunctionGroup::fgHidden, kernel);
-    FAIL();
-  } catch (const EDuplicateFunctionError& e) {
-    EXPECT_STREQ(e.what(), "Функция с именем uno уже зарегистрирована");
-  }
-  try {
-    own.AddNumber("Two,2x", 0, 0, "", TLVCalcFunctionGroup::fgHidden, kernel);
-    FAIL();
-  } catch (const EInvalidFunctionNameError& e) {
-    EXPECT_STREQ(e.what(), "Неверное имя функции 2x");
-  }
+  EXPECT_EQ(test::MessageOf<EDuplicateFunctionError>(
+                [&] { own.AddNumber("uno", 0, 0, "", TLVCalcFunctionGroup::fgHidden, kernel); }),
+            "Функция с именем uno уже зарегистрирована");
+  EXPECT_EQ(test::MessageOf<EInvalidFunctionNameError>(
+                [&] { own.AddNumber("Two,2x", 0, 0, "", TLVCalcFunctionGroup::fgHidden, kernel); }),
+            "Неверное имя функции 2x");
   EXPECT_EQ(own.Find("two"), nullptr);  // a refused function leaves nothing behind
   EXPECT_THROW(own.AddNumber("A,a", 0, 0, "", TLVCalcFunctionGroup::fgHidden, kernel),
                EDuplicateFunctionError);
@@ -137,9 +126,12 @@ TEST(LineParser, OperandsAreEvaluatedOnlyWhereNeeded) {
     int blockCalls;  // X = 0, 1, NULL, 2 in four rows
   };
   const TCase cases[] = {
-      {"0 AND Counted()", 0, 0},    {"X AND Counted()", 0, 3},
-      {"X OR Counted()", 1, 2},     {"IFF(X; Counted(); 5)", 0, 2},
-      {"IFF(X; 5; Counted())", 1, 2}, {"NVL(X; Counted())", 0, 1},
+      {"0 AND Counted()", 0, 0},
+      {"X AND Counted()", 0, 3},
+      {"X OR Counted()", 1, 2},
+      {"IFF(X; Counted(); 5)", 0, 2},
+      {"IFF(X; 5; Counted())", 1, 2},
+      {"NVL(X; Counted())", 0, 1},
       {"DecodeN(X; 1; Counted(); 2; 7; Counted())", 1, 3},
       {"IN(X; 0; Counted())", 0, 3},
   };
@@ -170,36 +162,57 @@ class TFormulaGenerator {
   std::string Number(int depth) {
     int pick = Pick(depth > 3 ? 4 : 15);
     switch (pick) {
-      case 0: return "X";
-      case 1: return "Y";
-      case 2: return std::to_string(Pick(5)) ;
-      case 3: return "Null()";
+      case 0:
+        return "X";
+      case 1:
+        return "Y";
+      case 2:
+        return std::to_string(Pick(5));
+      case 3:
+        return "Null()";
       case 4:
         return "(" + Number(depth + 1) + Op("+-*/") + Number(depth + 1) + Op("+-*/") +
                Number(depth + 1) + Op("+*") + Number(depth + 1) + ")";
-      case 5: return "(" + Number(depth + 1) + Op("=!<>$%") + Number(depth + 1) + ")";
-      case 6: return "(" + Text(depth + 1) + Op("=<>") + Text(depth + 1) + ")";
-      case 7: return "(" + Number(depth + 1) + " AND " + Number(depth + 1) + ")";
-      case 8: return "(" + Number(depth + 1) + " OR " + Number(depth + 1) + ")";
-      case 9: return "(NOT " + Number(depth + 1) + " XOR " + Number(depth + 1) + ")";
-      case 10: return "IFF(" + Number(depth + 1) + ";" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
-      case 11: return "NVL(" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
-      case 12: return "IN(" + Number(depth + 1) + ";" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
-      case 13: return "Round(Abs(" + Number(depth + 1) + "); 1) + Count(" + Text(depth + 1) + ")";
+      case 5:
+        return "(" + Number(depth + 1) + Op("=!<>$%") + Number(depth + 1) + ")";
+      case 6:
+        return "(" + Text(depth + 1) + Op("=<>") + Text(depth + 1) + ")";
+      case 7:
+        return "(" + Number(depth + 1) + " AND " + Number(depth + 1) + ")";
+      case 8:
+        return "(" + Number(depth + 1) + " OR " + Number(depth + 1) + ")";
+      case 9:
+        return "(NOT " + Number(depth + 1) + " XOR " + Number(depth + 1) + ")";
+      case 10:
+        return "IFF(" + Number(depth + 1) + ";" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
+      case 11:
+        return "NVL(" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
+      case 12:
+        return "IN(" + Number(depth + 1) + ";" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
+      case 13:
+        return "Round(Abs(" + Number(depth + 1) + "); 1) + Count(" + Text(depth + 1) + ")";
       default:
-        return "DecodeN(" + Number(depth + 1) + ";1;" + Number(depth + 1) + ";" + Number(depth + 1) + ")";
+        return "DecodeN(" + Number(depth + 1) + ";1;" + Number(depth + 1) + ";" +
+               Number(depth + 1) + ")";
     }
   }
 
   std::string Text(int depth) {
     switch (Pick(depth > 3 ? 3 : 7)) {
-      case 0: return "S";
-      case 1: return Pick(2) ? "\"a\"" : "\"\"";
-      case 2: return "\"b\"";
-      case 3: return "(" + Text(depth + 1) + "+" + Text(depth + 1) + ")";
-      case 4: return "IF(" + Number(depth + 1) + ";" + Text(depth + 1) + ";" + Text(depth + 1) + ")";
-      case 5: return "Concat(Upper(" + Text(depth + 1) + "); Left(" + Text(depth + 1) + "; 1))";
-      default: return "Decode(" + Text(depth + 1) + ";\"a\";" + Text(depth + 1) + ")";
+      case 0:
+        return "S";
+      case 1:
+        return Pick(2) ? "\"a\"" : "\"\"";
+      case 2:
+        return "\"b\"";
+      case 3:
+        return "(" + Text(depth + 1) + "+" + Text(depth + 1) + ")";
+      case 4:
+        return "IF(" + Number(depth + 1) + ";" + Text(depth + 1) + ";" + Text(depth + 1) + ")";
+      case 5:
+        return "Concat(Upper(" + Text(depth + 1) + "); Left(" + Text(depth + 1) + "; 1))";
+      default:
+        return "Decode(" + Text(depth + 1) + ";\"a\";" + Text(depth + 1) + ")";
     }
   }
 
