@@ -1,18 +1,23 @@
 // Row cache benchmarks: appending ten million rows of (integer, float, date, 8-character
 // text), and reading the float column back by blocks, by lists of rows and cell by
 // cell, next to a bare loop over the same records that marks the ceiling any reader
-// of the cache can reach.
+// of the cache can reach. BM_CleanupShutdownDuringPass times the clean-up thread's
+// shutdown while a slow pass is under way.
 #include <benchmark/benchmark.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/LV_CachedDataSource.h"
 #include "core/LV_CoreStartup.h"
 #include "core/LV_DataCache.h"
+#include "core/LV_DataCacheCleanup.h"
 #include "core/LV_Platform.h"
 
 namespace lv {
@@ -264,6 +269,45 @@ void BM_SourceReadFloatByCell(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * rowCount);
 }
 BENCHMARK(BM_SourceReadFloatByCell)->Unit(benchmark::kMillisecond);
+
+// How long the clean-up's shutdown waits for a pass in progress: each of ten blocks of
+// texts takes `range(0)` ms to look at. A pass over entries of 200 ms stops between two
+// of them (the wait should stay well under a second); one stuck in an entry of 5000 ms
+// is given up on after kShutdownWait (3500 ms).
+void BM_CleanupShutdownDuringPass(benchmark::State& state) {
+  const std::chrono::milliseconds perEntry(state.range(0));
+  bool finished = false;
+  for (auto _ : state) {
+    state.PauseTiming();
+    TLVDataCacheCleanupBuffer buffer;
+    auto calls = std::make_shared<std::atomic<int>>(0);
+    buffer.SetPassHookForTesting([calls, perEntry] {
+      calls->fetch_add(1);
+      std::this_thread::sleep_for(perEntry);
+    });
+    buffer.SetInterval(std::chrono::milliseconds(10));
+    {
+      TLVDataCache cache(buffer);
+      cache.SetColumns({TLVDataType::dtInteger, TLVDataType::dtString});
+      cache.SetRowBlockBytes(64);
+      cache.Open();
+      for (TLVRowIndex r = 0; r < 40; ++r) {
+        cache.AppendRow();
+        cache.SetString(r, 1, Texts()[static_cast<size_t>(r)]);
+      }
+    }
+    while (calls->load() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    state.ResumeTiming();
+    finished = buffer.Shutdown();
+  }
+  state.counters["finished"] = finished ? 1 : 0;
+}
+BENCHMARK(BM_CleanupShutdownDuringPass)
+    ->Arg(200)
+    ->Arg(5000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->UseRealTime();
 
 }  // namespace
 }  // namespace lv

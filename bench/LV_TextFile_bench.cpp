@@ -7,7 +7,9 @@
 // writes that table back as a delimited file. ImportVsNativeReload reads the same file
 // and the native data file of the table it gives, one after the other in every
 // iteration, so that the two are compared under the same load and memory. SplitLines and
-// the Read* benchmarks show the parts of the import on their own.
+// the Read* benchmarks show the parts of the import on their own. WideTitleLine imports
+// a file of one title line and one row of 100 000 columns, with LF line ends and with CR
+// alone (where the whole file is one line), so that defining many columns stays linear.
 //
 // The file is $LV_TEXT_BENCH_FILE; without it, $LV_TEXT_BENCH_ROWS rows (1 000 000 by
 // default) are generated into the temporary folder. The import runs first, so the
@@ -23,6 +25,8 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "bench/LV_TextFileGen.h"
@@ -98,8 +102,11 @@ std::shared_ptr<TLVTextFile>& Imported() {
   return node;
 }
 
-void TextImport(benchmark::State& state) {
-  const double bytes = FileBytes();
+// Each iteration refreshes a new node made by `make`, on memory the previous one has
+// given back. Returns the last node and the growth of the peak memory its refresh took.
+template <class Make>
+std::pair<std::shared_ptr<TLVTextFile>, size_t> RefreshNewNodes(benchmark::State& state,
+                                                                Make make) {
   std::shared_ptr<TLVTextFile> node;
   size_t growth = 0;
   for (auto _ : state) {
@@ -108,13 +115,19 @@ void TextImport(benchmark::State& state) {
     TLVDataCacheCleanupBuffer::Instance().RunPassNow();
     const size_t before = LVResidentBytes();
     ResetPeakResident();
-    node = NewImport();
+    node = make();
     state.ResumeTiming();
     node->Refresh();
     state.PauseTiming();
     growth = PeakResidentBytes() - before;
     state.ResumeTiming();
   }
+  return {node, growth};
+}
+
+void TextImport(benchmark::State& state) {
+  const double bytes = FileBytes();
+  const auto [node, growth] = RefreshNewNodes(state, NewImport);
   const TLVDataCache& cache = node->Cache();
   state.counters["MB/s"] = benchmark::Counter(bytes * static_cast<double>(state.iterations()) / 1e6,
                                               benchmark::Counter::kIsRate);
@@ -316,12 +329,57 @@ void ReadDates(benchmark::State& state) {
   });
 }
 
+// A title line of `columns` Cyrillic titles (names come out as COLn, captions as they
+// stand) and one row of numbers, the lines ended by `lineEnd`.
+std::string WriteWideFile(int64_t columns, std::string_view lineEnd) {
+  const std::string path =
+      (std::filesystem::temp_directory_path() / ("lv_text_bench_wide_" + std::to_string(columns) +
+                                                 (lineEnd == "\r" ? "_cr" : "_lf") + ".csv"))
+          .string();
+  if (std::filesystem::exists(path)) return path;
+  std::string text;
+  for (int64_t c = 1; c <= columns; ++c) {
+    text += c > 1 ? ";" : "";
+    text += "Сумма " + std::to_string(c);
+  }
+  text += lineEnd;
+  for (int64_t c = 1; c <= columns; ++c) {
+    text += c > 1 ? ";" : "";
+    text += std::to_string(c * 7) + ",5";
+  }
+  text += lineEnd;
+  std::ofstream(path, std::ios::binary) << text;
+  return path;
+}
+
+void WideTitleLine(benchmark::State& state) {
+  const int64_t columns = state.range(0);
+  const std::string path = WriteWideFile(columns, state.range(1) ? "\r" : "\n");
+  const auto [node, growth] = RefreshNewNodes(state, [&] {
+    auto wide = std::make_shared<TLVTextFile>();
+    wide->SetFileName(path);
+    wide->SetDelimiter(TLVDelimiterType::dtSemicolon);
+    wide->SetDecimalPoint(',');
+    return wide;
+  });
+  state.counters["columns"] = static_cast<double>(node->GetColumnsInfo().GetColumnCount());
+  state.counters["rows"] = static_cast<double>(node->GetRowCount());
+  state.counters["peak_MiB"] = static_cast<double>(growth) / kMiB;
+}
+
 BENCHMARK(TextImport)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
 BENCHMARK(TextExport)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 BENCHMARK(ImportVsNativeReload)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
 BENCHMARK(SplitLines)->Unit(benchmark::kMillisecond);
 BENCHMARK(ReadFloats)->Unit(benchmark::kMillisecond);
 BENCHMARK(ReadDates)->Unit(benchmark::kMillisecond);
+BENCHMARK(WideTitleLine)
+    ->ArgNames({"columns", "cr_only"})
+    ->Args({100'000, 0})
+    ->Args({100'000, 1})
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3)
+    ->UseRealTime();
 
 }  // namespace
 }  // namespace lv

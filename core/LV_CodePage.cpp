@@ -42,7 +42,9 @@ int32_t NextCodePoint(std::string_view s, size_t& i) {
     ++i;
     return b;
   }
-  int extra = b >= 0xF0 && b <= 0xF4 ? 3 : b >= 0xE0 ? 2 : b >= 0xC2 && b < 0xE0 ? 1 : -1;
+  // Lead bytes: C2-DF one more byte, E0-EF two, F0-F4 three; C0, C1 and F5-FF never
+  // begin a character.
+  const int extra = b >= 0xF5 ? -1 : b >= 0xF0 ? 3 : b >= 0xE0 ? 2 : b >= 0xC2 ? 1 : -1;
   if (extra < 0 || i + static_cast<size_t>(extra) >= s.size()) {
     ++i;
     return -1;
@@ -104,8 +106,9 @@ TLVCodePageDecoder::TLVCodePageDecoder(TLVCodePage page) : page_(page) {
   }
 }
 
-void TLVCodePageDecoder::Append(std::string_view bytes, std::string& out) const {
+bool TLVCodePageDecoder::Append(std::string_view bytes, std::string& out) const {
   if (page_ == TLVCodePage::cpUTF8) {
+    bool wellFormed = true;
     size_t i = 0;
     while (i < bytes.size()) {
       // Runs of ASCII are copied whole.
@@ -117,11 +120,12 @@ void TLVCodePageDecoder::Append(std::string_view bytes, std::string& out) const 
       int32_t c = NextCodePoint(bytes, i);
       if (c < 0) {
         out += "\xEF\xBF\xBD";
+        wellFormed = false;
       } else {
         out.append(bytes.substr(at, i - at));
       }
     }
-    return;
+    return wellFormed;
   }
   out.reserve(out.size() + bytes.size());
   for (unsigned char b : bytes) {
@@ -132,6 +136,7 @@ void TLVCodePageDecoder::Append(std::string_view bytes, std::string& out) const 
       out.append(utf8.data() + 1, static_cast<size_t>(utf8[0]));
     }
   }
+  return true;
 }
 
 TLVCodePageEncoder::TLVCodePageEncoder(TLVCodePage page) : page_(page) {

@@ -28,8 +28,9 @@ class TLVCodePageDecoder {
   explicit TLVCodePageDecoder(TLVCodePage page);
   TLVCodePage Page() const { return page_; }
   // Appends the UTF-8 form of `bytes` to `out`. In UTF-8 a malformed sequence becomes
-  // U+FFFD, so that nothing invalid ever enters the program.
-  void Append(std::string_view bytes, std::string& out) const;
+  // U+FFFD, so that nothing invalid ever enters the program; the result is false when
+  // that happened.
+  bool Append(std::string_view bytes, std::string& out) const;
   std::string Decode(std::string_view bytes) const {
     std::string out;
     Append(bytes, out);

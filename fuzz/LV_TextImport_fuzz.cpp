@@ -2,10 +2,13 @@
 // (separator, qualifier, decimal point, code page, fixed width...), the rest is the
 // file. Checked: the fast line splitter gives exactly the fields the field-by-field
 // rule gives; every number and date that reads also writes back to the same value;
-// and the import node reads the file as a whole (defining its columns first) without
-// crashing, whatever it holds, raising nothing but ELVError.
+// fixed-width fields are the characters a plain count from the line's start finds; and
+// the import node reads the file as a whole (defining its columns first) without
+// crashing, whatever it holds, raising nothing but ELVError, and with nothing but valid
+// UTF-8 in its captions and texts.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/LV_CodePage.h"
 #include "core/LV_CoreStartup.h"
 #include "core/LV_Errors.h"
 #include "env/LV_EnvStartup.h"
@@ -45,6 +49,38 @@ void CheckSplitting(std::string_view text, const lv::TLVSplitOptions& options) {
     arena.Clear();
     splitter.Split(line, fast.data(), fast.size(), arena);
     for (size_t i = 0; i < expected.size(); ++i) Check(fast[i] == expected[i]);
+  }
+}
+
+// Every field of a line of fixed-width columns of 1 to 7 characters, against a count of
+// characters from the start of the line.
+void CheckFixedFields(std::string_view text) {
+  lv::TLVFixedLine fixed;
+  while (!text.empty()) {
+    const size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    fixed.Assign(line);
+    std::vector<size_t> starts;
+    for (size_t i = 0; i < line.size(); ++i) {
+      if ((static_cast<unsigned char>(line[i]) & 0xC0) != 0x80) starts.push_back(i);
+    }
+    Check(fixed.Characters() == static_cast<int32_t>(starts.size()));
+    starts.push_back(line.size());
+    int32_t position = 1;
+    for (int32_t length = 1; position <= fixed.Characters() + 1; position += length) {
+      length = 1 + position % 7;
+      auto at = [&](int32_t k) {
+        return starts[std::min<size_t>(static_cast<size_t>(k), starts.size() - 1)];
+      };
+      std::string_view expected =
+          line.substr(at(position - 1), at(position - 1 + length) - at(position - 1));
+      while (!expected.empty() && static_cast<unsigned char>(expected.front()) <= ' ')
+        expected.remove_prefix(1);
+      while (!expected.empty() && static_cast<unsigned char>(expected.back()) <= ' ')
+        expected.remove_suffix(1);
+      Check(fixed.Field(position, length) == expected);
+    }
   }
 }
 
@@ -93,6 +129,7 @@ void ImportFile(std::string_view text, uint8_t a, uint8_t b) {
   node.SetFirstLineTitle((b & 16) != 0);
   node.SetLineImport(1 + (a >> 6));
   node.SetValueNull(b & 32 ? "NULL" : "");
+  node.SetDetectUTF8((b & 64) == 0);
   try {
     std::vector<int32_t> ends;
     for (size_t i = 0; i < 3 && i < text.size(); ++i)
@@ -100,9 +137,15 @@ void ImportFile(std::string_view text, uint8_t a, uint8_t b) {
     node.DefineColumns(ends);
     node.Open();
     const lv::TLVRowIndex rows = node.GetRowCount();
+    const int32_t columns = node.GetColumnsInfo().GetColumnCount();
+    for (int32_t c = 0; c < columns; ++c) {
+      Check(lv::IsValidUtf8(node.GetColumnsInfo().GetColumnInfo(c)->GetDisplayName()));
+    }
     for (lv::TLVRowIndex r = 0; r < rows && r < 64; ++r) {
-      for (int32_t c = 0; c < node.GetColumnsInfo().GetColumnCount(); ++c)
-        (void)node.GetValue(r, c);
+      for (int32_t c = 0; c < columns; ++c) {
+        const lv::TLVValue value = node.GetValue(r, c);
+        if (value.Type() == lv::TLVDataType::dtString) Check(lv::IsValidUtf8(value.AsText()));
+      }
     }
   } catch (const lv::ELVError&) {
   }
@@ -120,6 +163,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static constexpr char kDelimiters[] = {';', ',', '\t', ' ', '"', '.'};
   static constexpr char kQualifiers[] = {'"', '\'', '\0', ';'};
   CheckSplitting(text, {kDelimiters[a % 6], kQualifiers[(a >> 3) % 4], (a & 0x40) != 0});
+  CheckFixedFields(text);
 
   lv::TLVFormatSettings fs;
   fs.decimalSeparator = c & 1 ? '.' : ',';

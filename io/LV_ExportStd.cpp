@@ -31,6 +31,9 @@ constexpr char kEndOfFileMark = '\x1A';
 constexpr double kFirstDay = -693593.0;
 constexpr double kPastLastDay = 2958466.0;
 
+constexpr std::array kTitleKind{std::string_view("tkCaption"), std::string_view("tkName")};
+const TLVEnumDescriptor kTitleKindDescriptor{"TLVTitleKind", kTitleKind, true, true};
+
 }  // namespace
 
 // Turns blocks of the source into lines of the file. Each column of a block is first
@@ -88,10 +91,11 @@ class TLVExportStd::TWriter {
     falseField_ = Prepared(node.GetValueFalse());
   }
 
-  void WriteTitle() {
-    for (size_t c = 0; c < names_.size(); ++c) {
+  // `titles` has a text per column: its caption or its name.
+  void WriteTitle(const std::vector<std::string>& titles) {
+    for (size_t c = 0; c < titles.size(); ++c) {
       if (c > 0) PutChar(buffer_, used_, delimiter_);
-      PutText(buffer_, used_, names_[c], c, 0);
+      PutText(buffer_, used_, titles[c], c, 0);
     }
     Put(buffer_, used_, "\r\n");
   }
@@ -383,12 +387,14 @@ const TLVPropertyTable<TLVExportStd>& TLVExportStd::Properties() {
   static const auto table = [] {
     using S = TLVTextSetting;
     TLVPropertyTable<TLVExportStd> t;
-    for (S s :
-         {S::tsFileName, S::tsCharSet, S::tsDelimiter, S::tsDelimiterChar, S::tsLimiterString,
-          S::tsDecimalPoint, S::tsDateDelimiter, S::tsDateFormat, S::tsTimeDelimiter,
-          S::tsTimeFormat, S::tsFirstLineTitle, S::tsValueTrue, S::tsValueFalse, S::tsValueNull}) {
+    for (S s : {S::tsFileName, S::tsCharSet, S::tsDelimiter, S::tsDelimiterChar, S::tsLimiterString,
+                S::tsDecimalPoint, S::tsDateDelimiter, S::tsDateFormat, S::tsTimeDelimiter,
+                S::tsTimeFormat, S::tsFirstLineTitle}) {
       AddProperty(t, s);
     }
+    t.Add("TitleKind", &TLVExportStd::GetTitleKind, &TLVExportStd::SetTitleKind,
+          TLVTitleKind::tkCaption);
+    for (S s : {S::tsValueTrue, S::tsValueFalse, S::tsValueNull}) AddProperty(t, s);
     t.AddCollection(
         "Columns", "Column", [](auto& node) -> auto& { return node.ExportColumns(); },
         TLVExportStdColumn::Properties());
@@ -413,6 +419,16 @@ void TLVExportStd::LoadSettingsFrom(const ILVSettingsSection& section) {
   LoadProperties(Properties(), *this, section);
 }
 
+const TLVEnumDescriptor& DescribeEnum(TLVTitleKind) {
+  return kTitleKindDescriptor;
+}
+
+void TLVExportStd::SetTitleKind(TLVTitleKind value) {
+  if (value == titleKind_) return;
+  titleKind_ = value;
+  SetModified(true);
+}
+
 void TLVExportStd::Execute(ILVProgress* progress) {
   if (!source_) throw ELVError("ErrDataSourceNoParent", {GetComponentName()});
   const std::string path = ExpandedFileName();
@@ -432,13 +448,19 @@ void TLVExportStd::Execute(ILVProgress* progress) {
       indexes.push_back(i);
     }
   }
-  for (int32_t i : indexes) names.push_back(info.GetColumnInfo(i)->GetName());
+  std::vector<std::string> titles;
+  for (int32_t i : indexes) {
+    const auto column = info.GetColumnInfo(i);
+    names.push_back(column->GetName());
+    titles.push_back(titleKind_ == TLVTitleKind::tkName ? column->GetName()
+                                                        : column->GetDisplayName());
+  }
   const TLVRowIndex rows = source.GetRowCount();
 
   TLVSafeFile file(path);
   TWriter writer(*this, file, names);
   TLVProgressScope scope(progress, LVText("SExportStdTitle"), rows);
-  if (GetFirstLineTitle()) writer.WriteTitle();
+  if (GetFirstLineTitle()) writer.WriteTitle(titles);
   std::vector<TLVBlock> blocks(indexes.size());
   for (TLVRowIndex first = 0; first < rows; first += kLVBlockSize) {
     const auto count = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, rows - first));
@@ -452,10 +474,14 @@ void TLVExportStd::Execute(ILVProgress* progress) {
 }
 
 void RegisterExportStdTexts() {
-  TLVLocalization::Instance().RegisterKeys({"ErrExportNoFileName", "ErrExportCharSet",
-                                            "ErrExportTitleCharSet", "ErrExportNoQualifier",
-                                            "ErrExportTitleNoQualifier", "SExportStdTitle",
-                                            "ErrDataSourceNoParent", "ErrParentColumnNotFound"});
+  auto& table = TLVLocalization::Instance();
+  table.RegisterKey(kTitleKindDescriptor.CaptionKey());
+  for (size_t i = 0; i < kTitleKind.size(); ++i) {
+    table.RegisterKey(kTitleKindDescriptor.DisplayTextKey(i));
+  }
+  table.RegisterKeys({"ErrExportNoFileName", "ErrExportCharSet", "ErrExportTitleCharSet",
+                      "ErrExportNoQualifier", "ErrExportTitleNoQualifier", "SExportStdTitle",
+                      "ErrDataSourceNoParent", "ErrParentColumnNotFound"});
 }
 
 }  // namespace lv

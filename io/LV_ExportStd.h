@@ -11,6 +11,9 @@
 // a message naming the column and the row; nothing is replaced silently. A UTF-8 file
 // starts with a byte-order mark, so the import reads it as UTF-8 on any machine.
 //
+// The title line holds the columns' captions (what the user sees, and what the import
+// turns back into captions) unless TitleKind asks for their names.
+//
 // Limits of the round trip: an empty text and a missing one are told apart only when
 // ValueNull is not empty, and a value whose text is ValueNull reads back as missing.
 // Single-threaded; the source is locked while it is read.
@@ -27,6 +30,10 @@
 #include "io/LV_TextSettings.h"
 
 namespace lv {
+
+// What the title line of an exported file holds: the columns' captions or their names.
+enum class TLVTitleKind : uint8_t { tkCaption, tkName };
+const TLVEnumDescriptor& DescribeEnum(TLVTitleKind);
 
 // A column to write, by its name in the source.
 class TLVExportStdColumn : public TLVCollectionItem {
@@ -57,13 +64,17 @@ class TLVExportStd : public TLVComponent, public ILVExecutable, public TLVTextSe
   TLVExportStdColumns& ExportColumns() { return columns_; }
   const TLVExportStdColumns& ExportColumns() const { return columns_; }
 
+  // What the title line holds (when FirstLineTitle is set); captions unless told.
+  TLVTitleKind GetTitleKind() const { return titleKind_; }
+  void SetTitleKind(TLVTitleKind value);
+
   // Writes the file. `progress` (may be null) sees the rows written and may cancel.
   void Execute(ILVProgress* progress) override;
   void Execute() { Execute(nullptr); }
 
   // FileName, CharSet, Delimiter, DelimiterChar, LimiterString, DecimalPoint,
-  // DateDelimiter, DateFormat, TimeDelimiter, TimeFormat, FirstLineTitle, ValueTrue,
-  // ValueFalse, ValueNull; then the collection "Columns" (one "Column" item per column
+  // DateDelimiter, DateFormat, TimeDelimiter, TimeFormat, FirstLineTitle, TitleKind,
+  // ValueTrue, ValueFalse, ValueNull; then the collection "Columns" (one "Column" item per column
   // to write), which only the section form persists.
   static const TLVPropertyTable<TLVExportStd>& Properties();
   void SaveSettings(const TSettingsWriter& put) const override;
@@ -76,6 +87,7 @@ class TLVExportStd : public TLVComponent, public ILVExecutable, public TLVTextSe
 
   std::shared_ptr<ILVDataSource> source_;
   TLVExportStdColumns columns_;
+  TLVTitleKind titleKind_ = TLVTitleKind::tkCaption;
 };
 
 void RegisterExportStdTexts();

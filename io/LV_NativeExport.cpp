@@ -18,15 +18,6 @@ namespace {
 
 constexpr std::string_view kExportedFieldsProperty = "ExportedFields";
 
-// The caption as the description stores it: empty when the column shows its name, so
-// that a column reads back exactly as it was.
-std::string StoredCaption(const ILVColumnInfo& column) {
-  if (const auto* info = dynamic_cast<const TLVColumnInfo*>(&column)) {
-    return info->StoredDisplayName();
-  }
-  return column.GetDisplayName();
-}
-
 }  // namespace
 
 std::string TLVNativeExport::ExpandedFileName() const {
@@ -130,8 +121,9 @@ void TLVNativeExport::Execute(ILVProgress* progress) {
   std::vector<TLVNativeColumn> columns;
   for (int32_t index : chosen) {
     auto info = source.GetColumnsInfo().GetColumnInfo(index);
-    columns.push_back({static_cast<int32_t>(columns.size()), info->GetName(), StoredCaption(*info),
-                       info->GetDataKind(), info->GetDataStatus(), info->GetDataType()});
+    columns.push_back({static_cast<int32_t>(columns.size()), info->GetName(),
+                       info->GetDisplayName(), info->GetDataKind(), info->GetDataStatus(),
+                       info->GetDataType()});
   }
   const TLVRowIndex rows = source.GetRowCount();
 

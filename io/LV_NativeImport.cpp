@@ -51,8 +51,11 @@ void ReadMissing(int32_t count, TLVBlock& out) {
 
 }  // namespace
 
+// The message is the general one followed by what was wrong, so that a run log tells
+// a damaged file from a file of another kind; the key stays the general one.
 ELVNativeFileError::ELVNativeFileError(std::string_view fileName, const ELVError& cause)
-    : ELVDataError("ErrNativeNotLvd", {fileName}),
+    : ELVDataError(Raw{}, "ErrNativeNotLvd",
+                   Format(LVText("ErrNativeNotLvdBecause"), {fileName, cause.what()})),
       causeKey_(cause.Key()),
       causeMessage_(cause.what()) {}
 
@@ -171,9 +174,9 @@ TLVValue TLVNativeImport::DoGetValue(TLVRowIndex row, int32_t column) {
 }
 
 void RegisterNativeImportTexts() {
-  TLVLocalization::Instance().RegisterKeys({"ErrNativeNotLvd", "ErrNativeFileNotFound",
-                                            "ErrNativeBadFileName", "NativeImportVendorCaption",
-                                            "NativeImportVendorHint", "SNativeFileName"});
+  TLVLocalization::Instance().RegisterKeys(
+      {"ErrNativeNotLvd", "ErrNativeNotLvdBecause", "ErrNativeFileNotFound", "ErrNativeBadFileName",
+       "NativeImportVendorCaption", "NativeImportVendorHint", "SNativeFileName"});
 }
 
 }  // namespace lv

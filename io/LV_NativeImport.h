@@ -9,9 +9,9 @@
 // they still match, the purposes, kinds and captions given in the program stay.
 //
 // A failure while the file is read closes the table and is reported as
-// ELVNativeFileError: "Файл "%s" не является Lumivera Data файлом", with the detail
-// kept as its cause. Cancelling the reading keeps the rows read so far. Used from one
-// thread, like every source; the reading itself may use several (TLVNativeFileReader).
+// ELVNativeFileError: "Файл "%s" не является Lumivera Data файлом", followed by the
+// detail, which is also kept as its cause. Cancelling the reading keeps the rows read so far. Used
+// from one thread, like every source; the reading itself may use several (TLVNativeFileReader).
 #pragma once
 
 #include <string>
@@ -22,8 +22,8 @@
 
 namespace lv {
 
-// A file that could not be read as a native data file. The message names the file; the
-// cause says what was wrong with it.
+// A file that could not be read as a native data file. The message names the file and
+// then says what was wrong with it; the cause keeps that reason on its own.
 class ELVNativeFileError : public ELVDataError {
  public:
   ELVNativeFileError(std::string_view fileName, const ELVError& cause);

@@ -1,10 +1,13 @@
 #include "io/LV_TextFields.h"
 
+#include <algorithm>
 #include <bit>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+
+#include "core/LV_Bytes.h"
 
 namespace lv {
 
@@ -12,16 +15,6 @@ namespace {
 
 bool IsContinuationByte(char c) {
   return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
-
-// The byte offset `characters` code points after `from`.
-size_t AdvanceCharacters(std::string_view s, size_t from, int32_t characters) {
-  size_t i = from;
-  for (int32_t k = 0; k < characters && i < s.size(); ++k) {
-    ++i;
-    while (i < s.size() && IsContinuationByte(s[i])) ++i;
-  }
-  return i;
 }
 
 }  // namespace
@@ -146,27 +139,35 @@ void TLVLineSplitter::Split(std::string_view line, std::string_view* fields, siz
   for (; c < count; ++c) fields[c] = {};
 }
 
-std::string_view FixedField(std::string_view line, int32_t position, int32_t length, bool ascii) {
-  if (length <= 0) return {};
-  const int32_t skip = position > 1 ? position - 1 : 0;
-  size_t begin;
-  size_t end;
-  if (ascii) {
-    begin = std::min(line.size(), static_cast<size_t>(skip));
-    end = std::min(line.size(), begin + static_cast<size_t>(length));
-  } else {
-    begin = AdvanceCharacters(line, 0, skip);
-    end = AdvanceCharacters(line, begin, length);
+void TLVFixedLine::Assign(std::string_view line) {
+  line_ = line;
+  ascii_ = IsAsciiText(line);
+  starts_.clear();
+  if (ascii_) return;
+  for (size_t i = 0; i < line.size(); ++i) {
+    if (!IsContinuationByte(line[i])) starts_.push_back(i);
   }
-  while (begin < end && static_cast<unsigned char>(line[begin]) <= ' ') ++begin;
-  while (end > begin && static_cast<unsigned char>(line[end - 1]) <= ' ') --end;
-  return line.substr(begin, end - begin);
+  starts_.push_back(line.size());
 }
 
-int32_t CharacterCount(std::string_view text) {
-  int32_t count = 0;
-  for (char c : text) count += IsContinuationByte(c) ? 0 : 1;
-  return count;
+size_t TLVFixedLine::Offset(int64_t character) const {
+  if (ascii_) return static_cast<size_t>(std::min<int64_t>(character, std::ssize(line_)));
+  const auto last = static_cast<int64_t>(starts_.size()) - 1;
+  return starts_[static_cast<size_t>(std::min(character, last))];
+}
+
+std::string_view TLVFixedLine::Field(int32_t position, int32_t length) const {
+  if (length <= 0) return {};
+  const int64_t skip = position > 1 ? position - 1 : 0;
+  size_t begin = Offset(skip);
+  size_t end = Offset(skip + length);
+  while (begin < end && static_cast<unsigned char>(line_[begin]) <= ' ') ++begin;
+  while (end > begin && static_cast<unsigned char>(line_[end - 1]) <= ' ') --end;
+  return line_.substr(begin, end - begin);
+}
+
+int32_t TLVFixedLine::Characters() const {
+  return static_cast<int32_t>(ascii_ ? line_.size() : starts_.size() - 1);
 }
 
 }  // namespace lv

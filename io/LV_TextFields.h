@@ -59,11 +59,25 @@ class TLVLineSplitter {
   std::string scratch_;
 };
 
-// The field of a fixed-width column: `length` characters from `position` (1-based) of
-// a UTF-8 line, blanks around removed. `ascii` says the line is pure ASCII, where
-// characters are bytes.
-std::string_view FixedField(std::string_view line, int32_t position, int32_t length, bool ascii);
-// Characters (code points) of a UTF-8 text.
-int32_t CharacterCount(std::string_view text);
+// A line cut into fixed-width fields, whose positions count characters (code points of
+// UTF-8). In a line that is not pure ASCII the byte offset of every character is found
+// once when the line is assigned, so that each field costs the same wherever it lies,
+// and a line of many columns stays linear. The line must outlive its use.
+class TLVFixedLine {
+ public:
+  void Assign(std::string_view line);
+  // `length` characters from `position` (1-based), blanks (and control characters)
+  // around them removed.
+  std::string_view Field(int32_t position, int32_t length) const;
+  // The number of characters of the line.
+  int32_t Characters() const;
+
+ private:
+  size_t Offset(int64_t character) const;
+
+  std::string_view line_;
+  bool ascii_ = true;
+  std::vector<size_t> starts_;  // byte offset of each character, then the line's size
+};
 
 }  // namespace lv

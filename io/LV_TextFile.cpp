@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <unordered_set>
 
 #include "core/LV_Bytes.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "env/LV_Logger.h"
 #include "io/LV_TextFields.h"
-#include "io/LV_TextStream.h"
 #include "io/LV_TextValues.h"
 
 namespace lv {
@@ -34,11 +34,12 @@ bool IsIdentifier(std::string_view text) {
                      [&](char c) { return letter(c) || (c >= '0' && c <= '9'); });
 }
 
-bool SameName(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-           return lower(x) == lower(y);
-         });
+std::string LowerAscii(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+  }
+  return lower;
 }
 
 // Ends the run log's error section when the read ends, however it ends.
@@ -69,10 +70,10 @@ class TErrorSection {
 // arena, so nothing is allocated per cell.
 class TLVTextFile::TReader {
  public:
-  TReader(const TLVTextFile& node, TLVDataCache& cache, bool utf8Bom)
+  TReader(const TLVTextFile& node, TLVDataCache& cache, const TLVTextDecoder& decoder)
       : node_(node),
         cache_(cache),
-        decoder_(TLVTextDecoder::For(CodePageOf(node.GetCharSet()), utf8Bom)),
+        decoder_(decoder),
         splitter_(
             {node.EffectiveDelimiter(), node.GetLimiterString(), node.GetManySeparatorToOne()}),
         values_(node.FormatSettings()),
@@ -117,9 +118,11 @@ class TLVTextFile::TReader {
   };
   struct TError {
     size_t row;
-    size_t column;
+    size_t column;  // kMalformedText: the line itself
     std::string_view field;
   };
+  // The column of an error that is the line's: bytes that are not text of the code page.
+  static constexpr size_t kMalformedText = ~size_t{0};
 
   void SplitLines(const std::string_view* lines, size_t count) {
     const size_t width = columns_.size();
@@ -129,16 +132,19 @@ class TLVTextFile::TReader {
       std::string_view line = lines[r];
       const bool ascii = IsAsciiText(line);
       if (!ascii) {
-        std::string_view text = decoder_.Decode(line, decoded_);
+        bool malformed = false;
+        std::string_view text = decoder_.Decode(line, decoded_, &malformed);
         line = text.data() == decoded_.data() ? arena_.Store(text) : text;
+        if (malformed) errors_.push_back({r, kMalformedText, {}});
       }
       std::string_view* row = &fields_[r * width];
       if (!fixed_) {
         splitter_.Split(line, row, width, arena_);
         continue;
       }
+      fixedLine_.Assign(line);
       for (size_t c = 0; c < width; ++c) {
-        row[c] = FixedField(line, columns_[c].fixedPos, columns_[c].fixedLen, ascii);
+        row[c] = fixedLine_.Field(columns_[c].fixedPos, columns_[c].fixedLen);
       }
     }
   }
@@ -210,8 +216,12 @@ class TLVTextFile::TReader {
       const size_t row = errors_[i].row;
       std::string text;
       for (; i < errors_.size() && errors_[i].row == row; ++i) {
-        const TColumn& column = columns_[errors_[i].column];
         text += "\r\n";
+        if (errors_[i].column == kMalformedText) {
+          text += LVText("STextFileMalformedUtf8");
+          continue;
+        }
+        const TColumn& column = columns_[errors_[i].column];
         text += Format(LVText(ErrorKey(column.type)), {column.caption, errors_[i].field});
       }
       LVRunLog().Log(&node_, Format(lineMessage, {firstLine + static_cast<int64_t>(row), text}));
@@ -236,6 +246,7 @@ class TLVTextFile::TReader {
   TLVDataCache& cache_;
   const TLVTextDecoder& decoder_;
   TLVLineSplitter splitter_;
+  TLVFixedLine fixedLine_;
   TLVTextValueReader values_;
   std::string valueNull_;
   bool fixed_;
@@ -321,7 +332,8 @@ const TLVPropertyTable<TLVTextFile>& TLVTextFile::Properties() {
     TLVPropertyTable<F> t;
     AddProperty(t, S::tsFileName);
     AddProperty(t, S::tsCharSet);
-    t.Add("FixedFormat", &F::GetFixedFormat, &F::SetFixedFormat, false)
+    t.Add("DetectUTF8", &F::GetDetectUTF8, &F::SetDetectUTF8, true)
+        .Add("FixedFormat", &F::GetFixedFormat, &F::SetFixedFormat, false)
         .Add("InsertKey", &F::GetInsertKey, &F::SetInsertKey, false);
     AddProperty(t, S::tsDelimiter);
     AddProperty(t, S::tsDelimiterChar);
@@ -359,11 +371,19 @@ void TLVTextFile::LoadSettingsFrom(const ILVSettingsSection& section) {
   LoadProperties(Properties(), *this, section);
 }
 
+bool TLVTextFile::Utf8ByDetection(const TLVTextStream& stream) const {
+  return detectUtf8_ && stream.Utf8Head() && CodePageOf(GetCharSet()) != TLVCodePage::cpUTF8;
+}
+
+const TLVTextDecoder& TLVTextFile::DecoderFor(const TLVTextStream& stream) const {
+  return TLVTextDecoder::For(CodePageOf(GetCharSet()), stream.Utf8Bom() || Utf8ByDetection(stream));
+}
+
 int32_t TLVTextFile::DefineColumns(const std::vector<int32_t>& endPositions) {
   const std::string path = ExpandedFileName();
   if (!FileExists(path)) return 0;
   TLVTextStream stream(path);
-  const TLVTextDecoder& decoder = TLVTextDecoder::For(CodePageOf(GetCharSet()), stream.Utf8Bom());
+  const TLVTextDecoder& decoder = DecoderFor(stream);
   auto nextLine = [&] {
     std::string_view raw;
     return stream.ReadLine(raw) ? decoder.DecodeToString(raw) : std::string();
@@ -387,16 +407,17 @@ int32_t TLVTextFile::DefineColumns(const std::vector<int32_t>& endPositions) {
     if (values.ReadBoolean(field, flag)) return TLVDataType::dtBoolean;
     return TLVDataType::dtString;
   };
+  // Names taken so far, lower-cased: a wide title line must not cost a look through
+  // every earlier column for each new one.
+  std::unordered_set<std::string> taken;
   auto uniqueName = [&](std::string name, int32_t number) {
-    auto taken = [&](std::string_view candidate) {
-      for (int32_t i = 0; i < defs_.Count(); ++i) {
-        if (SameName(defs_[i].GetName(), candidate)) return true;
-      }
-      return false;
+    auto isTaken = [&](const std::string& candidate) {
+      return taken.contains(LowerAscii(candidate));
     };
-    if (taken(name)) name = "COL" + std::to_string(number);
+    if (isTaken(name)) name = "COL" + std::to_string(number);
     const std::string base = name;
-    for (int k = 2; taken(name); ++k) name = base + "_" + std::to_string(k);
+    for (int k = 2; isTaken(name); ++k) name = base + "_" + std::to_string(k);
+    taken.insert(LowerAscii(name));
     return name;
   };
 
@@ -406,6 +427,7 @@ int32_t TLVTextFile::DefineColumns(const std::vector<int32_t>& endPositions) {
     if (insertKey_) {
       TLVTextFileColumn& key = defs_.AddDefinition();
       key.SetName(kKeyColumnName);
+      taken.insert(LowerAscii(kKeyColumnName));
       key.SetDisplayName(kKeyColumnName);
       key.SetDataType(TLVDataType::dtInteger);
       key.SetDataKind(TLVDataKind::dkContinuous);
@@ -415,8 +437,12 @@ int32_t TLVTextFile::DefineColumns(const std::vector<int32_t>& endPositions) {
     std::string_view titleRest = title;
     std::string_view sampleRest = sample;
     std::string titleBuffer, sampleBuffer;
-    const int32_t sampleLength = CharacterCount(sample);
-    const bool asciiTitle = IsAsciiText(title), asciiSample = IsAsciiText(sample);
+    TLVFixedLine fixedTitle, fixedSample;
+    if (fixedFormat_) {
+      fixedTitle.Assign(title);
+      fixedSample.Assign(sample);
+    }
+    const int32_t sampleLength = fixedSample.Characters();
     int32_t previousEnd = 0;
     bool lastColumn = false;
     for (int32_t n = 1; !lastColumn && !(GetFirstLineTitle() ? titleRest : sampleRest).empty();
@@ -429,8 +455,8 @@ int32_t TLVTextFile::DefineColumns(const std::vector<int32_t>& endPositions) {
         const int32_t end =
             std::max(k < endPositions.size() ? endPositions[k] : sampleLength, fixedPos);
         fixedLen = end - fixedPos + 1;
-        titleField = FixedField(title, fixedPos, fixedLen, asciiTitle);
-        sampleField = FixedField(sample, fixedPos, fixedLen, asciiSample);
+        titleField = fixedTitle.Field(fixedPos, fixedLen);
+        sampleField = fixedSample.Field(fixedPos, fixedLen);
         previousEnd = end;
         lastColumn = end >= sampleLength;
       } else {
@@ -464,7 +490,7 @@ std::vector<std::string> TLVTextFile::Preview(int32_t firstLine) const {
   const std::string path = ExpandedFileName();
   if (!FileExists(path)) throw ELVError("ErrTextFileNotFound", {path});
   TLVTextStream stream(path);
-  const TLVTextDecoder& decoder = TLVTextDecoder::For(CodePageOf(GetCharSet()), stream.Utf8Bom());
+  const TLVTextDecoder& decoder = DecoderFor(stream);
   stream.SkipLines(std::max(firstLine, 1) - 1);
   std::vector<std::string> lines;
   std::string_view raw;
@@ -499,8 +525,10 @@ void TLVTextFile::DoOpen() {
 void TLVTextFile::FillCache(TLVDataCache& cache) {
   const std::string path = ExpandedFileName();
   TLVTextStream stream(path, kReadBufferSize);
+  if (Utf8ByDetection(stream))
+    LVRunLog().Log(this, Format(LVText("STextFileUtf8Detected"), {path}));
   TErrorSection section(Format(LVText("STextFileErrorSection"), {path}));
-  TReader reader(*this, cache, stream.Utf8Bom());
+  TReader reader(*this, cache, DecoderFor(stream));
   int64_t line = stream.SkipLines(lineImport_ - 1);
   if (GetFirstLineTitle()) line += stream.SkipLines(1);
   TLVProgressScope progress(progress_, LVText("STextFileImportTitle"),
@@ -523,7 +551,8 @@ void RegisterTextFileTexts() {
   TLVLocalization::Instance().RegisterKeys(
       {"ErrTextFileNotFound", "ErrTextFileParse", "ErrTextLineImport", "STextFileBadBoolean",
        "STextFileBadDateTime", "STextFileBadFloat", "STextFileBadInteger", "STextFileLineError",
-       "STextFileErrorSection", "STextFileImportTitle"});
+       "STextFileErrorSection", "STextFileImportTitle", "STextFileMalformedUtf8",
+       "STextFileUtf8Detected"});
 }
 
 }  // namespace lv

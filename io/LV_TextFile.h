@@ -7,14 +7,21 @@
 // by line, in an error section of the run log; the import goes on. Every conversion
 // uses the node's own formats; the process defaults are never touched.
 //
-// Settings, in the order the project file keeps them: FileName, CharSet, FixedFormat,
+// Settings, in the order the project file keeps them: FileName, CharSet, DetectUTF8,
+// FixedFormat,
 // InsertKey, Delimiter, DelimiterChar, LimiterString, ManySeparatorToOne, DecimalPoint,
 // DateDelimiter, DateFormat, TimeDelimiter, TimeFormat, LineImport, FirstLineTitle,
 // ValueTrue, ValueFalse, ValueNull; then the column definitions (ColumnDefs()), which
 // must be loaded after the settings, since most settings drop them. A change of a
 // splitting or conversion setting closes the node and drops its column definitions;
-// ValueNull closes it and keeps them; FixedFormat and CharSet are stored as they are
-// and take effect at the next refresh.
+// ValueNull closes it and keeps them; FixedFormat, CharSet and DetectUTF8 are stored as
+// they are and take effect at the next refresh.
+//
+// Code page: a file that starts with a UTF-8 byte-order mark is read as UTF-8. So is a
+// file without the mark whose head is valid UTF-8 with non-ASCII text, while DetectUTF8
+// is on (the default, also for projects saved before the setting existed); the refresh
+// then notes in the run log that the file was read as UTF-8. DetectUTF8 off forces the
+// code page of CharSet.
 //
 // Single-threaded, like every source.
 #pragma once
@@ -28,6 +35,7 @@
 #include "core/LV_Progress.h"
 #include "io/LV_TextFileColumns.h"
 #include "io/LV_TextSettings.h"
+#include "io/LV_TextStream.h"
 
 namespace lv {
 
@@ -41,6 +49,9 @@ class TLVTextFile : public TLVCachedDataSource, public TLVTextSettings {
   TLVTextFile();
   ~TLVTextFile() override;
 
+  // Whether a file without a byte-order mark is read as UTF-8 when its head is UTF-8.
+  bool GetDetectUTF8() const { return detectUtf8_; }
+  void SetDetectUTF8(bool value) { detectUtf8_ = value; }
   bool GetFixedFormat() const { return fixedFormat_; }
   void SetFixedFormat(bool value) { fixedFormat_ = value; }
   bool GetInsertKey() const { return insertKey_; }
@@ -85,7 +96,12 @@ class TLVTextFile : public TLVCachedDataSource, public TLVTextSettings {
   // definitions when `dropColumns()` says so; the children are told either way.
   void Change(const std::function<void()>& store, const std::function<bool()>& dropColumns);
   void MirrorDefinitions();
+  // Whether the file of `stream` is read as UTF-8 rather than in CharSet's code page
+  // only because its head was recognised as UTF-8.
+  bool Utf8ByDetection(const TLVTextStream& stream) const;
+  const TLVTextDecoder& DecoderFor(const TLVTextStream& stream) const;
 
+  bool detectUtf8_ = true;
   bool fixedFormat_ = false;
   bool insertKey_ = false;
   bool manySeparatorToOne_ = false;

@@ -22,7 +22,8 @@ constexpr std::string_view kCaptionedProperties[] = {
     "FileName",      "CharSet",       "FirstLineTitle", "FixedFormat",        "LineImport",
     "TimeFormat",    "TimeDelimiter", "DateFormat",     "DateDelimiter",      "DecimalPoint",
     "LimiterString", "DelimiterChar", "Delimiter",      "ManySeparatorToOne", "InsertKey",
-    "FixedPos",      "FixedLen",      "ValueTrue",      "ValueFalse",         "ValueNull"};
+    "FixedPos",      "FixedLen",      "ValueTrue",      "ValueFalse",         "ValueNull",
+    "DetectUTF8"};
 
 std::string CaptionKey(std::string_view property) {
   return "TextFile." + std::string(property);

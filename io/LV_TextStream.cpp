@@ -19,6 +19,26 @@ namespace {
 
 constexpr std::string_view kUtf8Bom = "\xEF\xBB\xBF";
 
+// Whether `head`, the first bytes of a longer file when `more` is set, is UTF-8 with
+// some non-ASCII text. A character cut by the end of the head still counts.
+bool IsUtf8Head(std::string_view head, bool more) {
+  if (IsAsciiText(head)) return false;
+  if (IsValidUtf8(head)) return true;
+  if (!more) return false;
+  // The last character that begins in the head, if it is cut: a lead byte followed by
+  // fewer continuation bytes than it needs.
+  size_t start = head.size();
+  while (start > 0 && head.size() - start < 3 &&
+         (static_cast<unsigned char>(head[start - 1]) & 0xC0) == 0x80) {
+    --start;
+  }
+  if (start == 0) return false;
+  const auto lead = static_cast<unsigned char>(head[start - 1]);
+  const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  if (lead < 0xC2 || lead > 0xF4 || head.size() - (start - 1) >= length) return false;
+  return IsValidUtf8(head.substr(0, start - 1));
+}
+
 }  // namespace
 
 // --- TLVTextStream ---
@@ -37,7 +57,13 @@ TLVTextStream::TLVTextStream(const std::string& path, size_t bufferSize)
     utf8Bom_ = true;
     begin_ = kUtf8Bom.size();
     consumed_ = kUtf8Bom.size();
+    return;
   }
+  const size_t head = std::min(kInitialBufferSize, capacity_);
+  while (end_ < head && Fill()) {
+  }
+  utf8Head_ = IsUtf8Head(std::string_view(buffer_.get(), std::min(end_, head)),
+                         end_ > head || size_ > head);
 }
 
 TLVTextStream::~TLVTextStream() {
@@ -125,11 +151,11 @@ int64_t TLVTextStream::SkipLines(int64_t count) {
 
 // --- TLVTextDecoder ---
 
-const TLVTextDecoder& TLVTextDecoder::For(TLVCodePage page, bool utf8Bom) {
+const TLVTextDecoder& TLVTextDecoder::For(TLVCodePage page, bool utf8Text) {
   static const TLVTextDecoder utf8(TLVCodePage::cpUTF8);
   static const TLVTextDecoder windows1251(TLVCodePage::cpWindows1251);
   static const TLVTextDecoder cp866(TLVCodePage::cpCP866);
-  if (utf8Bom) return utf8;
+  if (utf8Text) return utf8;
   switch (page) {
     case TLVCodePage::cpWindows1251:
       return windows1251;
@@ -141,11 +167,14 @@ const TLVTextDecoder& TLVTextDecoder::For(TLVCodePage page, bool utf8Bom) {
   return utf8;
 }
 
-std::string_view TLVTextDecoder::Decode(std::string_view bytes, std::string& out) const {
+std::string_view TLVTextDecoder::Decode(std::string_view bytes, std::string& out,
+                                        bool* malformed) const {
+  if (malformed) *malformed = false;
   if (IsAsciiText(bytes)) return bytes;
   if (Page() == TLVCodePage::cpUTF8 && IsValidUtf8(bytes)) return bytes;
   out.clear();
-  decoder_.Append(bytes, out);
+  const bool wellFormed = decoder_.Append(bytes, out);
+  if (malformed) *malformed = !wellFormed;
   return out;
 }
 

@@ -5,7 +5,10 @@
 // held, however large the file. A line ends at LF; every CR at its end is dropped; a
 // last line without LF is still returned. A UTF-8 byte-order mark at the start is
 // skipped and reported. Lines are views into the buffer: they stay valid until the
-// next read. Failures raise ELVError with the system's reason. One thread at a time.
+// next read. Failures raise ELVError with the system's reason. The first
+// kInitialBufferSize bytes are also looked at for text that can only be UTF-8: valid
+// UTF-8 with at least one non-ASCII character (Cyrillic in a single-byte page almost
+// never forms valid UTF-8). One thread at a time.
 //
 // TLVTextDecoder turns the bytes of a line into UTF-8: lines of pure ASCII (and valid
 // UTF-8 lines of a UTF-8 file) are passed through untouched, the rest converted with
@@ -36,6 +39,8 @@ class TLVTextStream {
 
   // Whether the file started with a UTF-8 byte-order mark.
   bool Utf8Bom() const { return utf8Bom_; }
+  // Whether the head of a file without the mark is UTF-8 holding non-ASCII text.
+  bool Utf8Head() const { return utf8Head_; }
   // The next line; false at the end of the file.
   bool ReadLine(std::string_view& line);
   // Appends up to `maxLines` (> 0) next lines to `lines` and returns how many; 0 at the
@@ -64,21 +69,25 @@ class TLVTextStream {
   size_t scanned_ = 0;  // bytes from begin_ known to hold no LF
   bool eof_ = false;
   bool utf8Bom_ = false;
+  bool utf8Head_ = false;
   uint64_t consumed_ = 0;
   uint64_t size_ = 0;
 };
 
 class TLVTextDecoder {
  public:
-  // The decoder of a file in `page`, or of a UTF-8 file when it had a byte-order mark.
-  static const TLVTextDecoder& For(TLVCodePage page, bool utf8Bom);
+  // The decoder of a file in `page`, or of a UTF-8 file when `utf8Text` (a byte-order mark,
+  // or a head recognised as UTF-8 where that is wanted).
+  static const TLVTextDecoder& For(TLVCodePage page, bool utf8Text);
 
   explicit TLVTextDecoder(TLVCodePage page) : decoder_(page) {}
   TLVCodePage Page() const { return decoder_.Page(); }
 
   // The UTF-8 form of `bytes`: `bytes` itself when they need no conversion, else the
-  // converted text placed in `out` (replacing what it held).
-  std::string_view Decode(std::string_view bytes, std::string& out) const;
+  // converted text placed in `out` (replacing what it held). `malformed` (when given)
+  // says whether bytes that are not UTF-8 were replaced by U+FFFD.
+  std::string_view Decode(std::string_view bytes, std::string& out,
+                          bool* malformed = nullptr) const;
   std::string DecodeToString(std::string_view bytes) const {
     std::string out;
     std::string_view text = Decode(bytes, out);

@@ -43,5 +43,27 @@ TEST(CodePage, MalformedUtf8BecomesReplacementCharacters) {
   EXPECT_FALSE(IsValidUtf8("\xF4\x90\x80\x80"));  // past U+10FFFF
 }
 
+TEST(CodePage, Utf8ValidationKnowsEveryLeadByteAndRefusesOverlongForms) {
+  // The shortest form of each length is valid, one code point below it is overlong.
+  EXPECT_TRUE(IsValidUtf8("\xC2\x80"));           // U+0080
+  EXPECT_TRUE(IsValidUtf8("\xE0\xA0\x80"));       // U+0800
+  EXPECT_FALSE(IsValidUtf8("\xE0\x9F\xBF"));      // U+07FF in three bytes
+  EXPECT_FALSE(IsValidUtf8("\xE0\x80\xAF"));      // '/' in three bytes
+  EXPECT_TRUE(IsValidUtf8("\xF0\x90\x80\x80"));   // U+10000
+  EXPECT_FALSE(IsValidUtf8("\xF0\x8F\xBF\xBF"));  // U+FFFF in four bytes
+  EXPECT_FALSE(IsValidUtf8("\xF0\x80\x80\xAF"));  // '/' in four bytes
+  EXPECT_TRUE(IsValidUtf8("\xF4\x8F\xBF\xBF"));   // U+10FFFF, the last one
+  // F5 to FF never begin a character, whatever follows them.
+  for (int lead = 0xF5; lead <= 0xFF; ++lead) {
+    const std::string bytes = {static_cast<char>(lead), '\x88', '\x80', '\x80', '\x80'};
+    EXPECT_FALSE(IsValidUtf8(bytes)) << lead;
+    EXPECT_FALSE(IsValidUtf8(bytes.substr(0, 3))) << lead;
+  }
+  // Each byte of a sequence that no character begins with is replaced on its own.
+  TLVCodePageDecoder utf8(TLVCodePage::cpUTF8);
+  EXPECT_EQ(utf8.Decode("\xF8\x88\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_EQ(utf8.Decode("\xE0\x9F\xBFx"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBDx");
+}
+
 }  // namespace
 }  // namespace lv

@@ -176,6 +176,42 @@ TEST(DataCache, RowsFilledInPlaceFromTwoThreads) {
   }
 }
 
+// A fill that ends exactly where a block ends keeps that block whole and gives back
+// every block after it; the next row appended starts a new block and is null.
+TEST(DataCache, FillEndingOnABlockBoundary) {
+  TQuietBuffer quiet;
+  auto fourRowBlocks = [&](TLVDataCache& cache) {
+    cache.SetColumns({dtInteger, dtFloat});
+    cache.SetRowBlockBytes(4 * 14);
+    cache.Open();
+    ASSERT_EQ(cache.RowsPerBlock(), 4);
+  };
+  TLVDataCache twoBlocks(quiet.buffer);
+  fourRowBlocks(twoBlocks);
+  twoBlocks.AppendRows(8);
+
+  TLVDataCache cache(quiet.buffer);
+  fourRowBlocks(cache);
+  ASSERT_EQ(cache.AppendRowsToFill(16, 0), 0);
+  for (TLVRowIndex row = 0; row < 16; ++row) {
+    uint8_t* record = cache.RecordToFill(row);
+    const auto value = static_cast<int32_t>(row + 100);
+    record[cache.SlotOffset(0)] = 1;
+    std::memcpy(record + cache.SlotOffset(0) + 1, &value, sizeof value);
+    record[cache.SlotOffset(1)] = 1;
+  }
+  cache.EndFill(8);
+  ASSERT_EQ(cache.RowCount(), 8);
+  EXPECT_EQ(cache.AllocatedBytes(), twoBlocks.AllocatedBytes());
+  EXPECT_EQ(cache.GetValue(7, 0), TLVValue::Integer(107));
+  EXPECT_EQ(cache.AppendRow(), 8);
+  EXPECT_TRUE(cache.IsNull(8, 0));
+  EXPECT_TRUE(cache.IsNull(8, 1));
+  cache.SetInteger(8, 0, 5);
+  EXPECT_EQ(cache.GetValue(8, 0), TLVValue::Integer(5));
+  EXPECT_EQ(cache.GetValue(7, 0), TLVValue::Integer(107));
+}
+
 TEST(DataCache, RefusesStructuralChangeWhileOpen) {
   for (auto key : {"ErrDataCacheActive", "ErrDataCacheClosed", "ErrDataCacheColumns",
                    "ErrInvalidDataCacheColumn", "ErrDataCacheInvalidIndex"}) {
@@ -449,8 +485,9 @@ TEST(DataCacheCleanup, BackgroundThreadFreesUnreferencedBlocks) {
   EXPECT_EQ(buffer.EntryCount(), 0u);
 }
 
-TEST(DataCacheCleanup, ShutdownDuringSlowPassWaitsAtMost3500ms) {
-  using Clock = std::chrono::steady_clock;
+// How long these shutdowns take is measured in bench/LV_DataCache_bench.cpp; here
+// only what they leave behind.
+TEST(DataCacheCleanup, ShutdownDuringSlowPassStopsBetweenEntriesOrGivesUp) {
   auto startedPass = [](TLVDataCacheCleanupBuffer& buffer, std::chrono::milliseconds perEntry) {
     auto calls = std::make_shared<std::atomic<int>>(0);
     buffer.SetPassHookForTesting([calls, perEntry] {
@@ -464,24 +501,18 @@ TEST(DataCacheCleanup, ShutdownDuringSlowPassWaitsAtMost3500ms) {
     while (calls->load() == 0) std::this_thread::sleep_for(1ms);
   };
 
-  // A pass over many slow entries stops between entries.
+  // A pass over many slow entries stops between entries, and everything is freed.
   {
     TLVDataCacheCleanupBuffer buffer;
     startedPass(buffer, 200ms);
-    const auto start = Clock::now();
     EXPECT_TRUE(buffer.Shutdown());
-    EXPECT_LT(Clock::now() - start, 1500ms);
     EXPECT_EQ(buffer.EntryCount(), 0u);
   }
-  // A pass stuck in one entry is given up on after the time-out.
+  // A pass stuck in one entry is given up on: the shutdown says so.
   {
     TLVDataCacheCleanupBuffer buffer;
     startedPass(buffer, 5000ms);
-    const auto start = Clock::now();
     EXPECT_FALSE(buffer.Shutdown());
-    const auto waited = Clock::now() - start;
-    EXPECT_GE(waited, 3400ms);
-    EXPECT_LT(waited, 4500ms);
   }
 }
 

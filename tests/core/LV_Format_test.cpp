@@ -22,6 +22,13 @@ TEST(Format, RealsUseTheDecimalSeparatorOfTheSettings) {
   EXPECT_EQ(Format("%f", {2.0}), "2,00");
   EXPECT_EQ(Format("%8.3f", {-1.5}), "  -1,500");
   EXPECT_EQ(Format("%n", {1234567.891}), "1 234 567,89");
+  // Whole groups of three: no separator in front of the first group, with or without
+  // a sign.
+  EXPECT_EQ(Format("%n", {123.0}), "123,00");
+  EXPECT_EQ(Format("%.0n", {123456.0}), "123 456");
+  EXPECT_EQ(Format("%.1n", {-123456789.0}), "-123 456 789,0");
+  EXPECT_EQ(Format("%n", {-999.5}), "-999,50");
+  EXPECT_EQ(Format("%.0n", {1000.0}), "1 000");
   EXPECT_EQ(Format("%e", {12345.0}), "1,23450000000000E+004");
   EXPECT_EQ(Format("%.3e", {-0.00012}), "-1,20E-004");
   TLVFormatSettings dot;

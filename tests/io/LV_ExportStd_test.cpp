@@ -120,13 +120,16 @@ TEST_F(ExportStd, FieldsAreQualifiedOnlyWhenTheyHaveTo) {
       std::vector<TTestTable::TColumn>{{"Text", dtString}, {"Num", dtFloat}},
       TRows{{TLVValue::String("a,b"), TLVValue::Float(1.5)},
             {TLVValue::String("say \"hi\""), TLVValue::Float(2)},
-            {TLVValue::String("two\nlines\r"), TLVValue::Null(dtFloat)}});
+            {TLVValue::String("two\nlines\r"), TLVValue::Null(dtFloat)},
+            {TLVValue::String("line\nfeed"), TLVValue::Float(3)}});
   auto exporter = Exporter(table, "q.csv");
   exporter->SetDelimiter(TLVDelimiterType::dtComma);
   exporter->Execute();
   // The decimal comma is the separator here, so numbers with a fraction are qualified.
+  // A line feed alone needs the qualifier as much as one after a carriage return.
   EXPECT_EQ(test::ReadWholeFile(dir_ / "q.csv"),
-            "Text,Num\r\n\"a,b\",\"1,5\"\r\n\"say \"\"hi\"\"\",2\r\n\"two\nlines\r\",\r\n");
+            "Text,Num\r\n\"a,b\",\"1,5\"\r\n\"say \"\"hi\"\"\",2\r\n\"two\nlines\r\",\r\n"
+            "\"line\nfeed\",3\r\n");
 
   exporter->SetFirstLineTitle(false);
   exporter->SetDelimiter(TLVDelimiterType::dtTab);
@@ -139,7 +142,7 @@ TEST_F(ExportStd, FieldsAreQualifiedOnlyWhenTheyHaveTo) {
   SetAnsiCodePage(TLVCodePage::cpWindows1251);
   EXPECT_EQ(test::ReadWholeFile(dir_ / "q.csv"),
             "\xEF\xBB\xBF"
-            "1.5\ta,b\r\n2\tsay \"hi\"\r\n\t'two\nlines\r'\r\n");
+            "1.5\ta,b\r\n2\tsay \"hi\"\r\n\t'two\nlines\r'\r\n3\t'line\nfeed'\r\n");
 
   exporter->ExportColumns().AddColumn("Missing");
   EXPECT_EQ(MessageOfFailure([&] { exporter->Execute(); }, "ErrParentColumnNotFound"),
@@ -148,6 +151,39 @@ TEST_F(ExportStd, FieldsAreQualifiedOnlyWhenTheyHaveTo) {
   orphan.SetComponentName("Выгрузка");
   EXPECT_EQ(MessageOfFailure([&] { orphan.Execute(); }, "ErrDataSourceNoParent"),
             "У набора данных \"Выгрузка\" не задан источник данных");
+}
+
+TEST_F(ExportStd, TitleLineHoldsCaptionsUnlessNamesAreAsked) {
+  using enum TLVDataType;
+  auto table = std::make_shared<TTestTable>(
+      std::vector<TTestTable::TColumn>{{"COL1", dtString}, {"Qty", dtFloat}, {"COL3", dtFloat}},
+      TRows{{TLVValue::String("x"), TLVValue::Float(1), TLVValue::Float(2)}});
+  table->Columns()[0].SetDisplayName("Город");
+  table->Columns()[2].SetDisplayName("Сумма; руб");
+  auto exporter = Exporter(table, "t.csv");
+  EXPECT_EQ(exporter->GetTitleKind(), TLVTitleKind::tkCaption);
+  SetAnsiCodePage(TLVCodePage::cpUTF8);
+  exporter->Execute();
+  // A column without a caption shows its name; a caption holding the separator is
+  // qualified like any text.
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "t.csv"),
+            "\xEF\xBB\xBFГород;Qty;\"Сумма; руб\"\r\nx;1;2\r\n");
+  // Imported again, the captions come back and the names are made from them.
+  TLVTextFile import;
+  import.SetFileName(dir_ / "t.csv");
+  import.SetDelimiter(TLVDelimiterType::dtSemicolon);
+  ASSERT_EQ(import.DefineColumns(), 3);
+  EXPECT_EQ(import.ColumnDefs()[0].GetDisplayName(), "Город");
+  EXPECT_EQ(import.ColumnDefs()[2].GetDisplayName(), "Сумма; руб");
+
+  exporter->SetTitleKind(TLVTitleKind::tkName);
+  exporter->Execute();
+  SetAnsiCodePage(TLVCodePage::cpWindows1251);
+  EXPECT_EQ(test::ReadWholeFile(dir_ / "t.csv"),
+            "\xEF\xBB\xBF"
+            "COL1;Qty;COL3\r\nx;1;2\r\n");
+  EXPECT_EQ(DisplayText(TLVTitleKind::tkCaption), "Метки столбцов");
+  EXPECT_EQ(DisplayText(TLVTitleKind::tkName), "Имена столбцов");
 }
 
 // Values of every kind that take different paths through the formatting: the shortest
@@ -340,10 +376,12 @@ TEST_F(ExportStd, SettingsPersistThroughThePropertyTable) {
   node.SetValueNull("-");
   node.ExportColumns().AddColumn("B");
   node.ExportColumns().AddColumn("A");
+  node.SetTitleKind(TLVTitleKind::tkName);
   test::TMapSection section;
   node.SaveSettingsTo(section);
-  EXPECT_EQ(section.texts.size(), 14u);
+  EXPECT_EQ(section.texts.size(), 15u);
   EXPECT_EQ(section.texts["CharSet"], "chrASCII");
+  EXPECT_EQ(section.texts["TitleKind"], "tkName");
   ASSERT_EQ(section.FindSection("Columns")->Items("Column").size(), 2u);
   TLVExportStd copy;
   copy.LoadSettingsFrom(section);
@@ -352,7 +390,13 @@ TEST_F(ExportStd, SettingsPersistThroughThePropertyTable) {
   EXPECT_EQ(copy.GetDelimiterChar(), '|');
   EXPECT_EQ(copy.GetValueNull(), "-");
   EXPECT_EQ(copy.GetFileName(), "%OUT%/report.txt");
+  EXPECT_EQ(copy.GetTitleKind(), TLVTitleKind::tkName);
   EXPECT_THROW(copy.SetDateFormat(""), ELVError);
+  // A project saved before the title could be chosen gets the captions.
+  section.texts.erase("TitleKind");
+  TLVExportStd older;
+  older.LoadSettingsFrom(section);
+  EXPECT_EQ(older.GetTitleKind(), TLVTitleKind::tkCaption);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "core/LV_Vendor.h"
+#include "io/LV_NativeFile.h"
 #include "io/LV_NativeImport.h"
 #include "io/LV_NativeTestHelpers.h"
 
@@ -41,6 +42,14 @@ TEST(NativeExport, WritesTheMarkedColumnsInSourceOrder) {
   EXPECT_EQ(imported.Columns()[0].GetName(), "ID");
   EXPECT_EQ(imported.Columns()[1].GetName(), "NAME");
   EXPECT_EQ(imported.GetValue(4, 1), TLVValue::String("n4"));
+  // A column that shows its name still has its caption written in full, for readers
+  // that take the caption as it stands.
+  TLVNativeFileReader reader(OpenNativeFileSource(dir / "out.lvd"), AnsiCodePage());
+  const auto header = reader.ReadHeader();
+  ASSERT_EQ(header.columns.size(), 2u);
+  EXPECT_EQ(header.columns[0].caption, "ID");
+  EXPECT_EQ(header.columns[1].caption, "NAME");
+  EXPECT_EQ(imported.Columns()[0].GetDisplayName(), "ID");
 }
 
 TEST(NativeExport, FailureOrCancellationLeavesTheOldFile) {

@@ -111,7 +111,9 @@ TEST(NativeImport, FailuresNameTheFileAndCloseTheTable) {
       imported.Refresh();
       FAIL();
     } catch (const ELVNativeFileError& e) {
-      EXPECT_EQ(std::string(e.what()), "Файл \"" + path + "\" не является Lumivera Data файлом");
+      // The reason follows the general message, so that the run log shows it.
+      EXPECT_EQ(std::string(e.what()),
+                "Файл \"" + path + "\" не является Lumivera Data файлом: " + cause);
       EXPECT_EQ(e.Key(), "ErrNativeNotLvd");
       EXPECT_EQ(e.CauseMessage(), cause);
     }

@@ -85,16 +85,30 @@ TEST(TextFields, FastSplitterMatchesTheRuleFieldByField) {
 }
 
 TEST(TextFields, FixedWidthFieldsAreTrimmedAndCountCharacters) {
-  EXPECT_EQ(FixedField("  12  abc   x", 1, 6, true), "12");
-  EXPECT_EQ(FixedField("  12  abc   x", 7, 6, true), "abc");
-  EXPECT_EQ(FixedField("  12  abc   x", 13, 6, true), "x");
-  EXPECT_EQ(FixedField("short", 10, 3, true), "");
+  auto field = [](std::string_view line, int32_t position, int32_t length) {
+    TLVFixedLine fixed;
+    fixed.Assign(line);
+    return std::string(fixed.Field(position, length));
+  };
+  EXPECT_EQ(field("  12  abc   x", 1, 6), "12");
+  EXPECT_EQ(field("  12  abc   x", 7, 6), "abc");
+  EXPECT_EQ(field("  12  abc   x", 13, 6), "x");
+  EXPECT_EQ(field("short", 10, 3), "");
+  EXPECT_EQ(field("short", 4, 0), "");
   // Cyrillic letters take two bytes in UTF-8 but one position.
   const std::string line = "Иван  Петров 42";
-  EXPECT_EQ(FixedField(line, 1, 6, false), "Иван");
-  EXPECT_EQ(FixedField(line, 7, 7, false), "Петров");
-  EXPECT_EQ(FixedField(line, 14, 2, false), "42");
-  EXPECT_EQ(CharacterCount(line), 15);
+  EXPECT_EQ(field(line, 1, 6), "Иван");
+  EXPECT_EQ(field(line, 7, 7), "Петров");
+  EXPECT_EQ(field(line, 14, 2), "42");
+  EXPECT_EQ(field(line, 14, 10), "42");
+  EXPECT_EQ(field(line, 16, 3), "");
+  TLVFixedLine fixed;
+  fixed.Assign(line);
+  EXPECT_EQ(fixed.Characters(), 15);
+  // One line object serves line after line.
+  fixed.Assign("ab");
+  EXPECT_EQ(fixed.Characters(), 2);
+  EXPECT_EQ(fixed.Field(2, 1), "b");
 }
 
 }  // namespace

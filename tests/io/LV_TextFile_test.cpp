@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -98,7 +100,7 @@ TEST_F(TextFile, NewNodeValuesPublishedDefaultsAndCaptions) {
     defaults[p.Name()] = p.DefaultText();
   }
   EXPECT_EQ(names, (std::vector<std::string>{
-                       "FileName", "CharSet", "FixedFormat", "InsertKey", "Delimiter",
+                       "FileName", "CharSet", "DetectUTF8", "FixedFormat", "InsertKey", "Delimiter",
                        "DelimiterChar", "LimiterString", "ManySeparatorToOne", "DecimalPoint",
                        "DateDelimiter", "DateFormat", "TimeDelimiter", "TimeFormat", "LineImport",
                        "FirstLineTitle", "ValueTrue", "ValueFalse", "ValueNull"}));
@@ -112,6 +114,8 @@ TEST_F(TextFile, NewNodeValuesPublishedDefaultsAndCaptions) {
   EXPECT_EQ(defaults["LineImport"], "1");
   EXPECT_EQ(defaults["FirstLineTitle"], "True");
   EXPECT_EQ(defaults["InsertKey"], "False");
+  EXPECT_EQ(defaults["DetectUTF8"], "True");
+  EXPECT_TRUE(node.GetDetectUTF8());
 
   EXPECT_EQ(TLVTextFile::PropertyCaption("DecimalPoint"),
             "Разделитель целой и дробной частей числа");
@@ -239,8 +243,10 @@ TEST_F(TextFile, SavingAndLoadingFollowTheProjectFileRules) {
   node.SetTimeDelimiter('-');
   node.SetLineImport(4);
   node.SetValueNull("NA");
+  node.SetDetectUTF8(false);
   TStore store = Save(node);
-  EXPECT_EQ(store.size(), 18u);
+  EXPECT_EQ(store.size(), 19u);
+  EXPECT_EQ(store["DetectUTF8"], "False");
   EXPECT_EQ(store["DelimiterChar"], "|");
   EXPECT_EQ(store["Delimiter"], "dtOther");
   TLVTextFile copy;
@@ -266,6 +272,7 @@ TEST_F(TextFile, SavingAndLoadingFollowTheProjectFileRules) {
   EXPECT_EQ(partial.GetTimeFormat(), "hh:nn:ss");
   EXPECT_EQ(partial.GetDecimalPoint(), '.');
   EXPECT_EQ(partial.GetDelimiter(), TLVDelimiterType::dtTab);
+  EXPECT_TRUE(partial.GetDetectUTF8()) << "projects saved before the setting detect UTF-8";
 
   // In the project file the column definitions follow the settings, which would
   // otherwise drop them while loading.
@@ -474,6 +481,89 @@ TEST_F(TextFile, CyrillicInEveryCodePage) {
   SetAnsiCodePage(TLVCodePage::cpUTF8);
   EXPECT_EQ(ReadTable(*utf8), expected);
   SetAnsiCodePage(TLVCodePage::cpWindows1251);
+}
+
+TEST_F(TextFile, Utf8WithoutAMarkIsRecognisedUnlessTheNodeForcesItsPage) {
+  SetAnsiCodePage(TLVCodePage::cpWindows1251);
+  test::TRunLogCapture log(dir_ / "run.log");
+  const std::string text = "Город;Число\nМосква;1,5\nЁжик;2\n";
+  auto detected = Import(text, "utf8.csv");
+  EXPECT_EQ(ReadTable(*detected), (TRows{{S("Москва"), F(1.5)}, {S("Ёжик"), F(2)}}));
+  EXPECT_EQ(detected->ColumnDefs()[0].GetDisplayName(), "Город");
+  EXPECT_EQ(detected->Preview()[1], "Москва;1,5");
+  EXPECT_NE(log.Text().find("TLVTextFile: Файл \"" + (dir_ / "utf8.csv") +
+                            "\" прочитан в кодировке UTF-8"),
+            std::string::npos)
+      << log.Text();
+  EXPECT_TRUE(log.sections.empty()) << "a note, not an error of the import";
+
+  // Forced, the node reads its own page, as it did before the detection existed.
+  auto forced = Import(text, "utf8.csv");
+  forced->SetDetectUTF8(false);
+  const TLVCodePageDecoder ansi(TLVCodePage::cpWindows1251);
+  EXPECT_EQ(ReadTable(*forced)[0][0], S(ansi.Decode("Москва")));
+  EXPECT_EQ(forced->ColumnDefs()[0].GetDisplayName(), ansi.Decode("Город"));
+
+  // Text that is ASCII in its first block decides nothing: the page stands.
+  auto late = Import("A\n" + std::string(5000, 'x') + "\nЁж\n", "late.csv");
+  EXPECT_EQ(ReadTable(*late)[1][0], S(ansi.Decode("Ёж")));
+  const std::string lines = log.Text();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
+}
+
+TEST_F(TextFile, MalformedUtf8IsReplacedAndItsLineReported) {
+  test::TRunLogCapture log(dir_ / "run.log");
+  auto node = Import("Имя;N\nok;1\n\xF8\x88\x80;2\nЁж\xD0;x\n");
+  const TRows rows = ReadTable(*node);
+  ASSERT_EQ(rows.size(), 3u);
+  EXPECT_EQ(rows[1][0], S("\uFFFD\uFFFD\uFFFD"));
+  EXPECT_EQ(rows[2][0], S("Ёж\uFFFD"));
+  EXPECT_TRUE(IsValidUtf8(rows[2][0].AsText()));
+  const std::string text = log.Text();
+  const std::string malformed =
+      "Строка содержит байты, недопустимые в кодировке UTF-8; они заменены знаком \"\uFFFD\".";
+  EXPECT_NE(text.find("При разборе строки 3 возникла ошибка: \r\n" + malformed), std::string::npos)
+      << text;
+  // The line's own fault comes before those of its values.
+  EXPECT_NE(text.find("При разборе строки 4 возникла ошибка: \r\n" + malformed +
+                      "\r\nВ колонке \"N\" значение \"x\""),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(text.find("строки 2 "), std::string::npos);
+}
+
+TEST_F(TextFile, WideTitleLinesGetDistinctNames) {
+  // Titles repeat, differ only in case, or take the name a later column would get.
+  std::string titles = "a;A;a;COL2";
+  std::string values = "1;2;3;4";
+  for (int c = 5; c <= 3000; ++c) {
+    titles += ";t" + std::to_string(c % 1000);
+    values += ";" + std::to_string(c);
+  }
+  auto node = Import(titles + "\n" + values + "\n");
+  node->SetInsertKey(true);
+  ASSERT_EQ(node->DefineColumns(), 3001);
+  std::vector<std::string> names;
+  std::set<std::string> lower;
+  for (int32_t i = 0; i < node->ColumnDefs().Count(); ++i) {
+    names.push_back(node->ColumnDefs()[i].GetName());
+    std::string name = names.back();
+    for (char& ch : name) ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
+    lower.insert(name);
+  }
+  EXPECT_EQ(lower.size(), names.size());
+  EXPECT_EQ(std::vector<std::string>(names.begin(), names.begin() + 5),
+            (std::vector<std::string>{"PRIMARYKEY", "a", "COL2", "COL3", "COL4"}));
+  EXPECT_EQ(names[999], "t999");
+  EXPECT_EQ(names[1000], "t0");
+  EXPECT_EQ(names[1005], "COL1005");  // t5 is taken by column 5
+  EXPECT_EQ(node->ColumnDefs()[4].GetDisplayName(), "COL2");
+  EXPECT_EQ(node->GetValue(0, 3000), F(3000));
+  // A title that only differs from the key column in case is renamed too.
+  node = Import("primarykey;x\n1;2\n");
+  node->SetInsertKey(true);
+  node->DefineColumns();
+  EXPECT_EQ(node->ColumnDefs()[1].GetName(), "COL1");
 }
 
 TEST_F(TextFile, PreviewStartsAtTheGivenLine) {

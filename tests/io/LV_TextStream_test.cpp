@@ -83,6 +83,32 @@ TEST(TextStream, ByteOrderMarkAndMissingFile) {
   EXPECT_NE(message.find("none.txt"), std::string::npos);
 }
 
+TEST(TextStream, Utf8IsRecognisedByTheFirstBlock) {
+  test::TTempDir dir;
+  const std::string path = dir / "head.txt";
+  const size_t block = TLVTextStream::kInitialBufferSize;
+  auto head = [&](const std::string& text, size_t bufferSize = size_t{1} << 20) {
+    test::WriteWholeFile(path, text);
+    return TLVTextStream(path, bufferSize).Utf8Head();
+  };
+  EXPECT_TRUE(head("id;имя\n1;Ёж\n"));
+  EXPECT_FALSE(head("id;name\n1;x\n")) << "ASCII alone says nothing";
+  EXPECT_FALSE(head("id;\xE8\xEC\xFF\n")) << "Windows-1251";
+  EXPECT_FALSE(head("\xEF\xBB\xBFid;имя\n")) << "the mark says it already";
+  EXPECT_FALSE(head("\xF8\x88\x80\n"));
+  // A character cut by the end of the block counts, whatever the buffer; one cut by the
+  // end of the file does not.
+  const std::string filler(block - 1, 'x');
+  EXPECT_TRUE(head(filler + "Ж\n"));
+  EXPECT_TRUE(head(filler + "Ж\n", block));
+  EXPECT_TRUE(head(std::string(block - 2, 'x') + "€\n"));
+  EXPECT_FALSE(head(filler + "\xD0"));
+  // Only the first block is looked at.
+  EXPECT_FALSE(head(std::string(block, 'x') + "Ж\n"));
+  EXPECT_TRUE(head(filler + "Ж\xFF")) << "a bad byte past the block is not seen";
+  EXPECT_FALSE(head(std::string(block - 3, 'x') + "Ж\xFF"));
+}
+
 TEST(TextStream, DecodersTurnEveryCodePageIntoUtf8) {
   // "Привет" in Windows-1251, in CP866 and in UTF-8.
   const std::string cp1251 = "\xCF\xF0\xE8\xE2\xE5\xF2";

@@ -171,13 +171,15 @@ TEST(TextValues, FloatsAreWrittenAsTheLibrarysShortestText) {
   }
 }
 
-TEST(TextValues, EveryDayOfTheCalendarIsWrittenByItsDate) {
-  TLVTextValueWriter writer(Formats(',', "dd.mm.yyyy", '.'));
+// Calls `each(text, day, lastOfMonth)` for every day from 1 January `firstYear` to 31
+// December `lastYear`: its dd.mm.yyyy text and its day number, counted on from the
+// first day with the Gregorian leap-year rule.
+template <class Each>
+void ForEveryDay(int firstYear, int lastYear, Each each) {
   const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  double day = *EncodeDateTime(1, 1, 1);
-  char expected[] = "dd.mm.yyyy";
-  char written[32];
-  for (int year = 1; year <= 9999; ++year) {
+  double day = *EncodeDateTime(firstYear, 1, 1);
+  char text[] = "dd.mm.yyyy";
+  for (int year = firstYear; year <= lastYear; ++year) {
     const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
     for (int month = 1; month <= 12; ++month) {
       const int last = lengths[month - 1] + (month == 2 && leap ? 1 : 0);
@@ -185,13 +187,42 @@ TEST(TextValues, EveryDayOfTheCalendarIsWrittenByItsDate) {
         const int parts[] = {d / 10,      d % 10,          month / 10,     month % 10,
                              year / 1000, year / 100 % 10, year / 10 % 10, year % 10};
         const int at[] = {0, 1, 3, 4, 6, 7, 8, 9};
-        for (int k = 0; k < 8; ++k) expected[at[k]] = static_cast<char>('0' + parts[k]);
-        const char* end = writer.PutDateTime(day, written);
-        ASSERT_EQ(std::string_view(written, static_cast<size_t>(end - written)),
-                  std::string_view(expected));
+        for (int k = 0; k < 8; ++k) text[at[k]] = static_cast<char>('0' + parts[k]);
+        each(std::string_view(text), day, d == last);
       }
     }
   }
+}
+
+TEST(TextValues, EveryDayOfTheCalendarIsWrittenByItsDate) {
+  TLVTextValueWriter writer(Formats(',', "dd.mm.yyyy", '.'));
+  char written[32];
+  ForEveryDay(1, 9999, [&](std::string_view expected, double day, bool) {
+    const char* end = writer.PutDateTime(day, written);
+    ASSERT_EQ(std::string_view(written, static_cast<size_t>(end - written)), expected);
+  });
+}
+
+TEST(TextValues, EveryDayOfTheCalendarIsReadAsItsDay) {
+  // Four centuries around the turns where the leap-year rule has its exceptions:
+  // 1700, 1800, 1900 and 2100 have no 29 February, 1600, 2000 and 2400 do.
+  TLVTextValueReader reader(Formats(',', "dd.mm.yyyy", '.'));
+  int checked = 0;
+  ForEveryDay(1596, 2404, [&](std::string_view text, double day, bool lastOfMonth) {
+    ASSERT_EQ(Date(reader, text), day) << text;
+    if (lastOfMonth) {
+      // The day after the last one of the month is no date.
+      std::string next(text);
+      const int after = (next[0] - '0') * 10 + (next[1] - '0') + 1;
+      next[0] = static_cast<char>('0' + after / 10);
+      next[1] = static_cast<char>('0' + after % 10);
+      ASSERT_EQ(Date(reader, next), std::nullopt) << next;
+    }
+    ++checked;
+  });
+  EXPECT_EQ(checked, 809 * 365 + 197);
+  EXPECT_EQ(Date(reader, "29.02.1900"), std::nullopt);
+  EXPECT_EQ(Date(reader, "29.02.2000"), *EncodeDateTime(2000, 2, 29));
 }
 
 }  // namespace
