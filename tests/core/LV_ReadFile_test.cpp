@@ -7,6 +7,7 @@
 #include <fstream>
 #include <string>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Errors.h"
 #include "core/LV_SystemError.h"
 
@@ -25,12 +26,8 @@ fs::path Folder() {
 
 // The key and message of what reading `path` raises.
 std::pair<std::string, std::string> Failure(const fs::path& path, std::string_view key) {
-  try {
-    LVReadWholeFile(path, key);
-  } catch (const ELVError& e) {
-    return {e.Key(), e.what()};
-  }
-  return {"no error", ""};
+  auto read = [&] { LVReadWholeFile(path, key); };
+  return {test::KeyOf(read), test::MessageOf(read)};
 }
 
 TEST(ReadFile, ReadsEveryByteOfFilesLargerThanOneRead) {

@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "LV_TestHelpers.h"
 #include "core/LV_Errors.h"
 
 namespace lv {
@@ -75,16 +76,11 @@ TEST(SafeFile, MissingFoldersAreCreatedAndOneThatCannotBeIsNamed) {
   EXPECT_EQ(Listing(folder / "2026" / "11-25"), "x.csv=x;");
 
   std::ofstream(folder / "plain") << "p";
-  try {
-    TLVSafeFile file(folder / "plain" / "sub" / "y.csv");
-    FAIL();
-  } catch (const ELVError& e) {
-    EXPECT_EQ(e.Key(), "ErrSafeFileFolder");
-    EXPECT_EQ(std::string(e.what()), "Не удалось создать папку \"" +
-                                         (folder / "plain" / "sub").string() + "\" для файла \"" +
-                                         (folder / "plain" / "sub" / "y.csv").string() +
-                                         "\": часть пути не является папкой");
-  }
+  EXPECT_EQ(test::MessageOfFailure([&] { TLVSafeFile file(folder / "plain" / "sub" / "y.csv"); },
+                                   "ErrSafeFileFolder"),
+            "Не удалось создать папку \"" + (folder / "plain" / "sub").string() +
+                "\" для файла \"" + (folder / "plain" / "sub" / "y.csv").string() +
+                "\": часть пути не является папкой");
   EXPECT_EQ(Listing(folder), "2026=<folder>;plain=p;");
   fs::remove_all(folder);
 }
@@ -127,14 +123,9 @@ TEST(SafeFile, FailuresNameTheTargetAndLeaveNothing) {
   fs::create_directory(target);
   TLVSafeFile file(target);
   file.Write("x");
-  try {
-    file.Commit();
-    FAIL();
-  } catch (const ELVError& e) {
-    EXPECT_EQ(e.Key(), "ErrSafeFileCommit");
-    EXPECT_EQ(std::string(e.what()), "Не удалось заменить файл \"" + target.string() +
-                                         "\": это папка, а не файл; файл не изменён");
-  }
+  EXPECT_EQ(test::MessageOfFailure([&] { file.Commit(); }, "ErrSafeFileCommit"),
+            "Не удалось заменить файл \"" + target.string() +
+                "\": это папка, а не файл; файл не изменён");
   EXPECT_EQ(Listing(folder), "taken=<folder>;") << "the temporary file is gone";
   fs::remove_all(folder);
 }

@@ -301,14 +301,7 @@ TEST(CalcFunctions, RegularExpressions) {
   EXPECT_THROW(Num("RegExMatch", {"(", "x"}), ERegExError);
   EXPECT_THROW(Str("RegExReplaceAll", {"a", "a", "$9"}), ERegExReplaceError);
   // The library's verdicts in Russian; a rare one keeps the library's text after ours.
-  auto messageOf = [](auto&& call) {
-    try {
-      call();
-    } catch (const ELVError& e) {
-      return std::string(e.what());
-    }
-    return std::string("no error");
-  };
+  auto messageOf = [](auto&& call) { return test::MessageOf(call); };
   EXPECT_EQ(messageOf([] {
               Num("RegExMatch", {"a(b", "x"});
             }),
