@@ -1,5 +1,6 @@
 #include "mining/LV_MiningStartup.h"
 
+#include "mining/normalizers/LV_NormalizerVendor.h"
 #include "mining/random/LV_Random.h"
 
 namespace lv {
@@ -7,6 +8,7 @@ namespace lv {
 void MiningStartup() {
   // Each mining unit adds its registration call here.
   RegisterRandomTexts();
+  RegisterNormalizerVendors();
 }
 
 }  // namespace lv
