@@ -1,6 +1,7 @@
 #include "mining/LV_MiningStartup.h"
 
 #include "mining/normalizers/LV_NormalizerVendor.h"
+#include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"
 
 namespace lv {
@@ -9,6 +10,7 @@ void MiningStartup() {
   // Each mining unit adds its registration call here.
   RegisterRandomTexts();
   RegisterNormalizerVendors();
+  RegisterTunedNormDataSourceTexts();
 }
 
 }  // namespace lv

@@ -1,4 +1,4 @@
-// Column descriptions with hand-made statistics, for the normalizer tests.
+// Column descriptions with hand-made statistics and error catchers, for the mining tests.
 #pragma once
 
 #include <memory>
@@ -6,8 +6,31 @@
 #include <vector>
 
 #include "core/LV_ColumnInfo.h"
+#include "core/LV_Errors.h"
 
 namespace lv::test {
+
+// The key of the ELVError that `f` raises ("" when it raises none).
+template <class F>
+std::string ErrorKey(F&& f) {
+  try {
+    f();
+  } catch (const ELVError& e) {
+    return e.Key();
+  }
+  return "";
+}
+
+// The message of the ELVError that `f` raises ("" when it raises none).
+template <class F>
+std::string ErrorText(F&& f) {
+  try {
+    f();
+  } catch (const ELVError& e) {
+    return e.what();
+  }
+  return "";
+}
 
 inline TLVColumnInfo& WithStats(TLVColumnInfo& column, double min, double max,
                                 int64_t nullCount = 0, int64_t totalCount = 10,

@@ -23,25 +23,8 @@ using test::Letters;
 using test::NumberColumn;
 using test::TextColumn;
 
-template <class F>
-std::string ErrorKey(F&& f) {
-  try {
-    f();
-  } catch (const ELVError& e) {
-    return e.Key();
-  }
-  return "";
-}
-
-template <class F>
-std::string ErrorText(F&& f) {
-  try {
-    f();
-  } catch (const ELVError& e) {
-    return e.what();
-  }
-  return "";
-}
+using test::ErrorKey;
+using test::ErrorText;
 
 std::vector<std::string> ApplicableNames(const ILVColumnInfo& column) {
   std::vector<std::string> names;
