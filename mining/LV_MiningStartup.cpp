@@ -1,16 +1,20 @@
 #include "mining/LV_MiningStartup.h"
 
+#include "mining/LV_MiningTypes.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"
+#include "mining/teach/LV_TeachDataSource.h"
 
 namespace lv {
 
 void MiningStartup() {
   // Each mining unit adds its registration call here.
+  RegisterMiningTypesTexts();
   RegisterRandomTexts();
   RegisterNormalizerVendors();
   RegisterTunedNormDataSourceTexts();
+  RegisterTeachDataSourceTexts();
 }
 
 }  // namespace lv
