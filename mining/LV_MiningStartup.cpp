@@ -5,6 +5,7 @@
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"
 #include "mining/teach/LV_TeachDataSource.h"
+#include "mining/teachers/LV_Teacher.h"
 
 namespace lv {
 
@@ -15,6 +16,7 @@ void MiningStartup() {
   RegisterNormalizerVendors();
   RegisterTunedNormDataSourceTexts();
   RegisterTeachDataSourceTexts();
+  RegisterTeacherTexts();
 }
 
 }  // namespace lv

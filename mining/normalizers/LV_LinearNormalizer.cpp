@@ -4,23 +4,11 @@
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "core/LV_Properties.h"
+#include "mining/LV_MiningSettings.h"
 
 namespace lv {
 
 namespace {
-
-void PutReal(ILVSettingsSection& section, std::string_view name, double value) {
-  section.Put(name, TLVPropertyCodec<double>::ToText(value));
-}
-
-template <class V>
-std::optional<V> GetSetting(const ILVSettingsSection& section, std::string_view name) {
-  std::optional<std::string> text = section.Get(name);
-  if (!text) return std::nullopt;
-  std::optional<V> value = TLVPropertyCodec<V>::FromText(*text);
-  if (!value) RaisePropertyValue(name, *text);
-  return value;
-}
 
 // The numbers of a numeric block as reals, whatever their stored type.
 void CopyNumbers(const TLVBlock& block, double* out) {
@@ -167,22 +155,22 @@ void TLVLinearNormalizer::SaveOwnSettings(ILVSettingsSection& section) const {
   section.Put("ExpandRange", TLVPropertyCodec<bool>::ToText(expandRange_));
   if (!expandRange_) return;
   section.Put("RelativeExpand", TLVPropertyCodec<bool>::ToText(relativeExpand_));
-  if (expandMin_) PutReal(section, "ExpandMin", *expandMin_);
-  if (expandMax_) PutReal(section, "ExpandMax", *expandMax_);
+  if (expandMin_) WriteSetting(section, "ExpandMin", *expandMin_);
+  if (expandMax_) WriteSetting(section, "ExpandMax", *expandMax_);
   if (!relativeExpand_) return;
-  PutReal(section, "RelativeExpandMin", relativeExpandMin_);
-  PutReal(section, "RelativeExpandMax", relativeExpandMax_);
+  WriteSetting(section, "RelativeExpandMin", relativeExpandMin_);
+  WriteSetting(section, "RelativeExpandMax", relativeExpandMax_);
 }
 
 void TLVLinearNormalizer::LoadOwnSettings(const ILVSettingsSection& section) {
-  SetExpandRange(GetSetting<bool>(section, "ExpandRange").value_or(false));
-  SetRelativeExpand(GetSetting<bool>(section, "RelativeExpand").value_or(true));
-  if (auto min = GetSetting<double>(section, "ExpandMin")) SetExpandMin(*min);
-  if (auto max = GetSetting<double>(section, "ExpandMax")) SetExpandMax(*max);
+  SetExpandRange(ReadOptionalSetting<bool>(section, "ExpandRange").value_or(false));
+  SetRelativeExpand(ReadOptionalSetting<bool>(section, "RelativeExpand").value_or(true));
+  if (auto min = ReadOptionalSetting<double>(section, "ExpandMin")) SetExpandMin(*min);
+  if (auto max = ReadOptionalSetting<double>(section, "ExpandMax")) SetExpandMax(*max);
   // With relative widening the percentages are the setting and the bounds follow them.
   if (relativeExpand_) {
-    SetRelativeExpandMin(GetSetting<double>(section, "RelativeExpandMin").value_or(0.0));
-    SetRelativeExpandMax(GetSetting<double>(section, "RelativeExpandMax").value_or(0.0));
+    SetRelativeExpandMin(ReadOptionalSetting<double>(section, "RelativeExpandMin").value_or(0.0));
+    SetRelativeExpandMax(ReadOptionalSetting<double>(section, "RelativeExpandMax").value_or(0.0));
   }
 }
 

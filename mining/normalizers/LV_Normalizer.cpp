@@ -8,23 +8,11 @@
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "core/LV_Properties.h"
+#include "mining/LV_MiningSettings.h"
 
 namespace lv {
 
 namespace {
-
-std::string RealText(double value) {
-  return TLVPropertyCodec<double>::ToText(value);
-}
-
-template <class V>
-V ReadText(const ILVSettingsSection& section, std::string_view name, V fallback) {
-  std::optional<std::string> text = section.Get(name);
-  if (!text) return fallback;
-  std::optional<V> value = TLVPropertyCodec<V>::FromText(*text);
-  if (!value) RaisePropertyValue(name, *text);
-  return *value;
-}
 
 // A unique value as persisted: texts as they are, integers in decimal, the rest as reals.
 std::string StatValueText(const TLVValue& value) {
@@ -74,13 +62,13 @@ void SaveStats(const TLVStatInfo& stats, ILVSettingsSection& section) {
 
 std::shared_ptr<TLVStatInfo> LoadStats(const ILVSettingsSection& section, TLVDataType type) {
   auto stats = std::make_shared<TLVStatInfo>();
-  stats->min = ReadText<double>(section, "Min", LVMissing());
-  stats->max = ReadText<double>(section, "Max", LVMissing());
-  stats->avg = ReadText<double>(section, "Avg", LVMissing());
-  stats->stdDev = ReadText<double>(section, "StdDev", LVMissing());
-  stats->nullCount = static_cast<int64_t>(ReadText<double>(section, "NullCount", 0));
-  stats->totalCount = static_cast<int64_t>(ReadText<double>(section, "TotalCount", 0));
-  stats->uniqueValuesFound = ReadText<bool>(section, "UniqueValuesFound", false);
+  stats->min = ReadSetting<double>(section, "Min", LVMissing());
+  stats->max = ReadSetting<double>(section, "Max", LVMissing());
+  stats->avg = ReadSetting<double>(section, "Avg", LVMissing());
+  stats->stdDev = ReadSetting<double>(section, "StdDev", LVMissing());
+  stats->nullCount = static_cast<int64_t>(ReadSetting<double>(section, "NullCount", 0));
+  stats->totalCount = static_cast<int64_t>(ReadSetting<double>(section, "TotalCount", 0));
+  stats->uniqueValuesFound = ReadSetting<bool>(section, "UniqueValuesFound", false);
   if (const ILVSettingsSection* values = section.FindSection("UniqueValues")) {
     for (const ILVSettingsSection* item : values->Items("Item")) {
       stats->uniqueValues.push_back(StatValueFromText(type, item->Get("Value").value_or("")));
@@ -154,9 +142,9 @@ void TLVLinearNormalizeHelper::SaveTo(ILVSettingsSection& section) const {
 }
 
 void TLVLinearNormalizeHelper::LoadFrom(const ILVSettingsSection& section) {
-  const bool enabled = ReadText<bool>(section, "Enabled", false);
-  const double min = ReadText<double>(section, "Min", 0.0);
-  const double max = ReadText<double>(section, "Max", 1.0);
+  const bool enabled = ReadSetting<bool>(section, "Enabled", false);
+  const double min = ReadSetting<double>(section, "Min", 0.0);
+  const double max = ReadSetting<double>(section, "Max", 1.0);
   SetRange(min, max);
   enabled_ = enabled;
 }
@@ -258,22 +246,15 @@ void TLVNormalizer::SaveTo(ILVSettingsSection& section) const {
 }
 
 void TLVNormalizer::LoadFrom(const ILVSettingsSection& section) {
-  auto readEnum = [&section]<class E>(std::string_view name, E fallback) {
-    std::optional<std::string> text = section.Get(name);
-    if (!text) return fallback;
-    std::optional<E> value = EnumFromName<E>(*text);
-    if (!value) RaisePropertyValue(name, *text);
-    return *value;
-  };
   TLVColumnInfo column;
   column.SetName(section.Get("ColumnName").value_or(""));
-  column.SetDataType(readEnum("DataType", TLVDataType::dtFloat));
-  column.SetDataKind(readEnum("DataKind", TLVDataKind::dkContinuous));
-  column.SetDataStatus(readEnum("DataStatus", TLVDataStatus::dsInput));
+  column.SetDataType(ReadSetting(section, "DataType", TLVDataType::dtFloat));
+  column.SetDataKind(ReadSetting(section, "DataKind", TLVDataKind::dkContinuous));
+  column.SetDataStatus(ReadSetting(section, "DataStatus", TLVDataStatus::dsInput));
   if (const ILVSettingsSection* stats = section.FindSection("StatInfo")) {
     column.SetStatInfo(LoadStats(*stats, column.GetDataType()));
   }
-  allowNulls_ = ReadText<bool>(section, "AllowNulls", true);
+  allowNulls_ = ReadSetting<bool>(section, "AllowNulls", true);
   SetColumn(column);
   // The user's captions of the normalized columns survive when the shape is the same.
   if (const ILVSettingsSection* norm = section.FindSection("NormColumns")) {

@@ -5,6 +5,7 @@
 #include "core/LV_ColumnStats.h"
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
+#include "mining/LV_MiningSettings.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
 
 namespace lv {
@@ -13,15 +14,6 @@ namespace {
 
 bool FeedsModel(TLVDataStatus status) {
   return status == TLVDataStatus::dsInput || status == TLVDataStatus::dsOutput;
-}
-
-template <class E>
-E ReadEnum(const ILVSettingsSection& section, std::string_view name, E fallback) {
-  std::optional<std::string> text = section.Get(name);
-  if (!text) return fallback;
-  std::optional<E> value = EnumFromName<E>(*text);
-  if (!value) RaisePropertyValue(name, *text);
-  return *value;
 }
 
 }  // namespace
@@ -152,10 +144,10 @@ void TLVTunedNormDataSource::LoadSettingsFrom(const ILVSettingsSection& section)
     for (const ILVSettingsSection* item : list->Items("Column")) {
       const std::string name = item->Get("Name").value_or("");
       TLVColumnInfo& column =
-          columns->AddColumn(name, ReadEnum(*item, "DataType", TLVDataType::dtFloat));
+          columns->AddColumn(name, ReadSetting(*item, "DataType", TLVDataType::dtFloat));
       column.SetDisplayName(item->Get("DisplayName").value_or(""));
-      column.SetDataKind(ReadEnum(*item, "DataKind", column.GetDataKind()));
-      column.SetDataStatus(ReadEnum(*item, "DataStatus", TLVDataStatus::dsUsable));
+      column.SetDataKind(ReadSetting(*item, "DataKind", column.GetDataKind()));
+      column.SetDataStatus(ReadSetting(*item, "DataStatus", TLVDataStatus::dsUsable));
       if (const ILVSettingsSection* saved = item->FindSection("Normalizer")) {
         auto normalizer = LVNormalizers().Create(saved->Get("ClassName").value_or(""));
         if (saved->Get("ColumnName")) normalizer->LoadFrom(*saved);

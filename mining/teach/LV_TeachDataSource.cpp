@@ -8,6 +8,7 @@
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "core/LV_Properties.h"
+#include "mining/LV_MiningSettings.h"
 
 namespace lv {
 
@@ -15,19 +16,6 @@ namespace {
 
 constexpr uint8_t kNoSet = 2;
 constexpr TLVDataSourceType kSets[] = {TLVDataSourceType::dstTeach, TLVDataSourceType::dstTest};
-
-std::string RealText(double value) {
-  return TLVPropertyCodec<double>::ToText(value);
-}
-
-template <class V>
-V ReadValue(const ILVSettingsSection& section, std::string_view name, V fallback) {
-  std::optional<std::string> text = section.Get(name);
-  if (!text) return fallback;
-  std::optional<V> value = TLVPropertyCodec<V>::FromText(*text);
-  if (!value) RaisePropertyValue(name, *text);
-  return *value;
-}
 
 // The assignment of a random split, two bits a row, as hexadecimal text.
 std::string PackAssignment(const std::vector<uint8_t>& sets) {
@@ -363,7 +351,7 @@ void TLVTeachDataSource::SaveTo(ILVSettingsSection& section) const {
 
 void TLVTeachDataSource::LoadFrom(const ILVSettingsSection& section) {
   TLVTeachDataSource next;
-  next.autoRefresh_ = ReadValue<bool>(section, "AutoRefresh", true);
+  next.autoRefresh_ = ReadSetting<bool>(section, "AutoRefresh", true);
   if (std::optional<std::string> text = section.Get("DataSourceTypes")) {
     auto types = EnumSetFromText<TLVDataSourceType>(*text);
     if (!types) RaisePropertyValue("DataSourceTypes", *text);
@@ -377,7 +365,7 @@ void TLVTeachDataSource::LoadFrom(const ILVSettingsSection& section) {
   next.splitColumn_ = section.Get("SplitCollumnName").value_or("");
   if (const ILVSettingsSection* percents = section.FindSection("PercentOfDataSource")) {
     for (TLVDataSourceType set : kSets) {
-      const double p = ReadValue<double>(*percents, ValueName(set), next.percents_[Slot(set)]);
+      const double p = ReadSetting<double>(*percents, ValueName(set), next.percents_[Slot(set)]);
       if (!(p >= 0 && p <= 100)) throw ELVError("ErrPercentRange", {p});
       next.percents_[Slot(set)] = p;
     }
