@@ -1,6 +1,7 @@
 #include "mining/LV_MiningStartup.h"
 
 #include "mining/LV_MiningTypes.h"
+#include "mining/executors/LV_DataExecutor.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"
@@ -17,6 +18,7 @@ void MiningStartup() {
   RegisterTunedNormDataSourceTexts();
   RegisterTeachDataSourceTexts();
   RegisterTeacherTexts();
+  RegisterDataExecutorTexts();
 }
 
 }  // namespace lv
