@@ -2,6 +2,7 @@
 
 #include "mining/LV_MiningTypes.h"
 #include "mining/executors/LV_DataExecutor.h"
+#include "mining/models/LV_LinearRegressionVendor.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"
@@ -19,6 +20,7 @@ void MiningStartup() {
   RegisterTeachDataSourceTexts();
   RegisterTeacherTexts();
   RegisterDataExecutorTexts();
+  RegisterLinearRegressionVendor();
 }
 
 }  // namespace lv

@@ -129,7 +129,7 @@ void TLVTunedNormDataSource::SaveSettingsTo(ILVSettingsSection& section) const {
     item.Put("DataKind", ValueName(column.GetDataKind()));
     item.Put("DataStatus", ValueName(column.GetDataStatus()));
     TLVNormalizer* normalizer = Normalizer(i);
-    if (!normalizer || !FeedsModel(column.GetDataStatus())) continue;
+    if (!normalizer) continue;
     ILVSettingsSection& saved = item.AddSection("Normalizer");
     saved.Put("ClassName", normalizer->ClassName());
     if (normalizer->HasColumn()) normalizer->SaveTo(saved);

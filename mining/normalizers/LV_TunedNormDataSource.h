@@ -48,7 +48,8 @@ class TLVTunedNormDataSource : public TLVTunedDataSource {
                      TLVRowIndex count, double* out, ptrdiff_t ld);
 
   // The tuned source's own settings, then "Columns" (every column's description) with
-  // the normalizer of each used column under "Normalizer" ("ClassName" and its keys).
+  // the normalizer of each column that has one under "Normalizer" ("ClassName" and its
+  // keys): a trained model keeps reading a column the user has since switched off.
   void SaveSettingsTo(ILVSettingsSection& section) const override;
   void LoadSettingsFrom(const ILVSettingsSection& section) override;
 

@@ -122,7 +122,7 @@ void TLVErrorCalcTeacher::AddRows(const double* outputs, const double* targets, 
     bool missing = false;
     for (ptrdiff_t j = 0; j < m; ++j) {
       const double target = targets[j * ld + i];
-      missing |= std::isnan(target);
+      missing |= std::isnan(target) || std::isnan(outputs[j * ld + i]);
       const double width =
           widths_[static_cast<size_t>(j)] != 0 ? widths_[static_cast<size_t>(j)] : 1;
       const double r = (outputs[j * ld + i] - target) / width;

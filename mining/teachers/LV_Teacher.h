@@ -52,6 +52,11 @@ class TLVTeacher {
 
   TLVTeacherState GetState() const { return state_; }
   void Pause() { state_ = TLVTeacherState::tstPause; }
+  // Records a training stopped from outside (the node put its previous model back).
+  void MarkAborted() {
+    result_ = TLVTeachResult::trAborted;
+    state_ = TLVTeacherState::tstFinished;
+  }
   TLVTeachResult GetResult() const {
     return state_ == TLVTeacherState::tstPause ? TLVTeachResult::trPaused : result_;
   }
@@ -101,8 +106,8 @@ class TLVErrorCalcTeacher : public TLVTeacher {
   // The widths of the output components' ranges (the error's divisors); a width of 0
   // counts as 1.
   void SetOutputRanges(std::vector<double> widths) { widths_ = std::move(widths); }
-  // One row: `outputs` and `targets` have a component each. A row whose target has a
-  // missing component is not counted.
+  // One row: `outputs` and `targets` have a component each. A row with a missing
+  // target or result (a null input) is not counted.
   void AddRow(std::span<const double> outputs, std::span<const double> targets,
               TLVDataSourceType set);
   // `rows` rows of column-major outputs and targets (leading dimension `ld`).
