@@ -61,7 +61,23 @@ void TLVTunedNormDataSource::PrepareNormalizers(ILVProgress* progress) {
   for (int32_t i = 0; i < Columns().Count(); ++i) {
     if (FeedsModel(Columns()[i].GetDataStatus())) used.push_back(i);
   }
-  auto stats = ComputeColumnStats(*this, used, progress);
+  // Unique values are gathered for discrete columns only: a continuous column of
+  // millions of distinct reals would cost memory and time for a list nobody reads.
+  std::vector<int32_t> continuous, discrete;
+  for (int32_t index : used) {
+    (Columns()[index].GetDataKind() == TLVDataKind::dkDiscrete ? discrete : continuous)
+        .push_back(index);
+  }
+  auto moments = ComputeColumnStats(*this, continuous, progress, {.uniqueValues = false});
+  auto lists = ComputeColumnStats(*this, discrete, progress);
+  std::vector<std::shared_ptr<TLVStatInfo>> stats;
+  for (int32_t index : used) {
+    const bool isDiscrete = Columns()[index].GetDataKind() == TLVDataKind::dkDiscrete;
+    auto& from = isDiscrete ? lists : moments;
+    const auto& order = isDiscrete ? discrete : continuous;
+    stats.push_back(
+        from[static_cast<size_t>(std::find(order.begin(), order.end(), index) - order.begin())]);
+  }
   // Choose every class first, so that a column no normalizer serves changes nothing.
   std::vector<TLVColumnInfo> described(used.size());
   std::vector<std::shared_ptr<const TLVNormalizerVendor>> vendors;

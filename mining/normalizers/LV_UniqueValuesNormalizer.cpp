@@ -22,6 +22,7 @@ bool IsDiscreteColumn(const ILVColumnInfo& column, bool withoutNulls) {
 void TLVDiscreteNormalizer::ColumnChanged() {
   if (!IsDiscreteColumn(Column(), false)) throw ELVError("ErrNormalizeValues");
   numbers_.clear();
+  direct_.clear();
   texts_.clear();
   const std::vector<TLVValue>& values = Stats().uniqueValues;
   if (Column().GetDataType() == TLVDataType::dtString) {
@@ -34,6 +35,28 @@ void TLVDiscreteNormalizer::ColumnChanged() {
   for (const TLVValue& value : values) numbers_.push_back(value.AsDouble());
   // The statistics list numbers ascending; a hand-edited project may not.
   if (!std::is_sorted(numbers_.begin(), numbers_.end())) throw ELVError("ErrNormalizeValues");
+  constexpr double kDirectSpan = 65536;
+  const bool whole =
+      std::all_of(numbers_.begin(), numbers_.end(), [](double x) { return std::trunc(x) == x; });
+  if (numbers_.empty() || !whole || numbers_.back() - numbers_.front() >= kDirectSpan) return;
+  directMin_ = numbers_.front();
+  direct_.assign(static_cast<size_t>(numbers_.back() - directMin_) + 1, -1);
+  for (size_t i = 0; i < numbers_.size(); ++i) {
+    direct_[static_cast<size_t>(numbers_[i] - directMin_)] = static_cast<int32_t>(i);
+  }
+}
+
+int32_t TLVDiscreteNormalizer::NumberPosition(double value) const {
+  if (direct_.empty()) {
+    return FindSortedNumber(numbers_.data(), static_cast<int32_t>(numbers_.size()), value);
+  }
+  const double offset = value - directMin_;
+  // Also false for NaN and for fractions, which no whole unique value can match.
+  if (!(offset >= 0 && offset < static_cast<double>(direct_.size())) ||
+      std::trunc(offset) != offset) {
+    return -1;
+  }
+  return direct_[static_cast<size_t>(offset)];
 }
 
 int32_t TLVDiscreteNormalizer::PositionOf(const TLVValue& value) const {
@@ -42,7 +65,7 @@ int32_t TLVDiscreteNormalizer::PositionOf(const TLVValue& value) const {
     auto it = texts_.find(value.AsText());
     return it == texts_.end() ? -1 : it->second;
   }
-  return FindSortedNumber(numbers_.data(), static_cast<int32_t>(numbers_.size()), value.AsDouble());
+  return NumberPosition(value.AsDouble());
 }
 
 int32_t TLVDiscreteNormalizer::RequirePosition(const TLVValue& value) const {
@@ -54,7 +77,6 @@ int32_t TLVDiscreteNormalizer::RequirePosition(const TLVValue& value) const {
 void TLVDiscreteNormalizer::PositionsOf(const TLVBlock& block, int32_t* positions) const {
   const int32_t count = block.Count();
   const uint8_t* valid = block.Valid();
-  const auto found = static_cast<int32_t>(numbers_.size());
   for (int32_t i = 0; i < count; ++i) {
     if (!valid[i]) {
       positions[i] = -1;
@@ -68,10 +90,10 @@ void TLVDiscreteNormalizer::PositionsOf(const TLVBlock& block, int32_t* position
         break;
       }
       case TLVDataType::dtInteger:
-        position = FindSortedNumber(numbers_.data(), found, block.Integers()[i]);
+        position = NumberPosition(block.Integers()[i]);
         break;
       default:
-        position = FindSortedNumber(numbers_.data(), found, block.Numbers()[i]);
+        position = NumberPosition(block.Numbers()[i]);
         break;
     }
     if (position < 0) {

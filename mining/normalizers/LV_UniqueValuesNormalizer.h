@@ -22,13 +22,13 @@ class TLVDiscreteNormalizer : public TLVCalcNormalizer {
   const TLVValue& ValueAt(int32_t position) const {
     return Stats().uniqueValues[static_cast<size_t>(position)];
   }
+  // The positions of a block's rows (-1 for a null cell); a present value that the
+  // list does not hold raises its message.
+  void PositionsOf(const TLVBlock& block, int32_t* positions) const;
 
  protected:
   // Builds the look-up; a column without unique values is refused.
   void ColumnChanged() override;
-  // The positions of a block's rows (-1 for a null cell); a present value that the
-  // list does not hold raises its message.
-  void PositionsOf(const TLVBlock& block, int32_t* positions) const;
   // The position of a present value, raising when the list does not hold it.
   int32_t RequirePosition(const TLVValue& value) const;
   // One-hot codes of a block: component j is 1 where the row's position is j + first.
@@ -42,7 +42,13 @@ class TLVDiscreteNormalizer : public TLVCalcNormalizer {
     using is_transparent = void;
     size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
   };
+  // The position of a number by binary search, or, when every unique value is a whole
+  // number within a short span (codes, years, counts), by a table indexed by the value.
+  int32_t NumberPosition(double value) const;
+
   std::vector<double> numbers_;
+  std::vector<int32_t> direct_;  // position of directMin_ + i, or -1
+  double directMin_ = 0;
   std::unordered_map<std::string, int32_t, TTextHash, std::equal_to<>> texts_;
 };
 

@@ -9,6 +9,7 @@
 #include "core/LV_Localization.h"
 #include "core/LV_Properties.h"
 #include "mining/LV_MiningSettings.h"
+#include "mining/normalizers/LV_UniqueValuesNormalizer.h"
 
 namespace lv {
 
@@ -309,23 +310,55 @@ std::shared_ptr<ILVDataSource> TLVTeachDataSource::DataSource(TLVDataSourceTypeE
 
 void TLVTeachDataSource::CheckBeforeTraining(ILVProgress* progress) {
   if (!types_.Contains(TLVDataSourceType::dstTeach)) throw ELVError("ErrNoTeachSet");
-  if (Rows(TLVDataSourceType::dstTeach).empty()) throw ELVError("ErrTeachSetEmpty");
-  std::vector<int32_t> discrete;
+  const std::vector<TLVRowIndex>& rows = Rows(TLVDataSourceType::dstTeach);
+  if (rows.empty()) throw ELVError("ErrTeachSetEmpty");
+  std::string names;
+  std::vector<int32_t> unfitted;
   for (int32_t index : source_->InputColumns()) {
-    if (source_->Columns()[index].GetDataKind() == TLVDataKind::dkDiscrete) {
-      discrete.push_back(index);
+    if (source_->Columns()[index].GetDataKind() != TLVDataKind::dkDiscrete) continue;
+    const auto* normalizer = dynamic_cast<const TLVDiscreteNormalizer*>(source_->Normalizer(index));
+    if (!normalizer || !normalizer->HasColumn()) {
+      unfitted.push_back(index);
+    } else if (!TeachSetShowsAll(*normalizer, index, rows)) {
+      if (!names.empty()) names += ", ";
+      names += source_->Columns()[index].GetName();
     }
   }
-  if (discrete.empty()) return;
-  auto whole = ComputeColumnStats(*source_, discrete, progress);
-  auto teach = ComputeColumnStats(*DataSource(TLVDataSourceTypeEx::dsteTeach), discrete, progress);
-  std::string names;
-  for (size_t i = 0; i < discrete.size(); ++i) {
-    if (teach[i]->uniqueValuesCount == whole[i]->uniqueValuesCount) continue;
-    if (!names.empty()) names += ", ";
-    names += source_->Columns()[discrete[i]].GetName();
+  // Columns without a fitted normalizer compare the counts of unique values instead.
+  if (!unfitted.empty()) {
+    auto whole = ComputeColumnStats(*source_, unfitted, progress);
+    auto teach =
+        ComputeColumnStats(*DataSource(TLVDataSourceTypeEx::dsteTeach), unfitted, progress);
+    for (size_t i = 0; i < unfitted.size(); ++i) {
+      if (teach[i]->uniqueValuesCount == whole[i]->uniqueValuesCount) continue;
+      if (!names.empty()) names += ", ";
+      names += source_->Columns()[unfitted[i]].GetName();
+    }
   }
   if (!names.empty()) throw ELVError("ErrTeachSetIncomplete", {names});
+}
+
+bool TLVTeachDataSource::TeachSetShowsAll(const TLVDiscreteNormalizer& normalizer, int32_t column,
+                                          const std::vector<TLVRowIndex>& rows) {
+  // The normalizer was fitted to the whole source: its list is every value there is.
+  // The reading stops as soon as each one has been met, usually within a block.
+  std::vector<uint8_t> seen(static_cast<size_t>(normalizer.UniqueCount()), 0);
+  size_t missing = seen.size();
+  TLVLockGuard lock(*source_);
+  TLVBlock block;
+  int32_t positions[kLVBlockSize];
+  const auto total = static_cast<TLVRowIndex>(rows.size());
+  for (TLVRowIndex at = 0; at < total && missing > 0; at += kLVBlockSize) {
+    const auto n = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, total - at));
+    source_->ReadRows(column, rows.data() + at, n, block);
+    normalizer.PositionsOf(block, positions);
+    for (int32_t i = 0; i < n; ++i) {
+      if (positions[i] < 0 || seen[static_cast<size_t>(positions[i])]) continue;
+      seen[static_cast<size_t>(positions[i])] = 1;
+      --missing;
+    }
+  }
+  return missing == 0;
 }
 
 void TLVTeachDataSource::SaveTo(ILVSettingsSection& section) const {

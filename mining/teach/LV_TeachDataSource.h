@@ -23,6 +23,8 @@
 
 namespace lv {
 
+class TLVDiscreteNormalizer;
+
 class TLVTeachDataSource : private ILVDataSourceListener {
  public:
   TLVTeachDataSource();
@@ -104,6 +106,9 @@ class TLVTeachDataSource : private ILVDataSourceListener {
   void Build(ILVProgress* progress);
   void BuildCustom(std::array<std::vector<TLVRowIndex>, 2>& sets, TLVRowIndex n);
   void SettingChanged();
+  // Whether the training rows hold every unique value the normalizer knows.
+  bool TeachSetShowsAll(const TLVDiscreteNormalizer& normalizer, int32_t column,
+                        const std::vector<TLVRowIndex>& rows);
 
   std::shared_ptr<TLVTunedNormDataSource> source_;
   bool autoRefresh_ = true;

@@ -318,6 +318,20 @@ TEST(Normalizers, BlockPathAgreesWithTheValuePath) {
       EXPECT_EQ(matrix[static_cast<size_t>(j * 6 + row)], one[static_cast<size_t>(j)]);
   }
   EXPECT_TRUE(std::isnan(matrix[3]));
+  // Fractional codes are found by search rather than by the table of whole numbers.
+  auto reals = NumberColumn("r", 0.5, 2.25);
+  reals->SetDataKind(TLVDataKind::dkDiscrete);
+  test::WithStats(*reals, 0.5, 2.25, 0, 3,
+                  {TLVValue::Float(0.5), TLVValue::Float(1.5), TLVValue::Float(2.25)});
+  TLVUniqueValuesNormalizer unique;
+  unique.SetColumn(*reals);
+  std::vector<double> codes(3);
+  unique.NormalizeBlock(MakeBlock(TLVDataType::dtFloat, {2.25, 0.5, 1.5}), codes.data(), 3);
+  EXPECT_EQ(codes, (std::vector<double>{2, 0, 1}));
+  EXPECT_EQ(test::ErrorKey([&] {
+              unique.NormalizeBlock(MakeBlock(TLVDataType::dtFloat, {1}), codes.data(), 3);
+            }),
+            "ErrValueNotInUniqueList");
   EXPECT_EQ(matrix[4], -1.0);  // beyond the block nothing is written
   EXPECT_EQ(ErrorText([&] {
               mask.NormalizeBlock(MakeBlock(TLVDataType::dtInteger, {15}), matrix.data(), 6);

@@ -203,6 +203,12 @@ TEST(TeachDataSource, ChecksBeforeTrainingAndLazyRebuilds) {
   EXPECT_EQ(ErrorText([&] { f.teach.CheckBeforeTraining(); }),
             "В обучающем наборе данных уникальные значения следующих полей не обладают "
             "свойством полноты: colour");
+  // With fitted normalizers the training rows are checked against their lists.
+  f.tuned->PrepareNormalizers();
+  EXPECT_EQ(ErrorKey([&] { f.teach.CheckBeforeTraining(); }), "ErrTeachSetIncomplete");
+  f.teach.SetPercent(kTeach, 50);
+  EXPECT_NO_THROW(f.teach.CheckBeforeTraining());
+  f.teach.SetPercent(kTeach, 25);
   f.teach.SetPercent(kTeach, 0);
   EXPECT_EQ(ErrorKey([&] { f.teach.CheckBeforeTraining(); }), "ErrTeachSetEmpty");
   f.teach.SetDataSourceTypes({kTest});
