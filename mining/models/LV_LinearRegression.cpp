@@ -15,8 +15,10 @@ using TMatrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::Col
 using TConstMap = Eigen::Map<const TMatrix, 0, Eigen::OuterStride<>>;
 using TMap = Eigen::Map<TMatrix, 0, Eigen::OuterStride<>>;
 
-// Rows of the training set folded into the factor at once.
-constexpr TLVRowIndex kChunkRows = 65536;
+// Rows of the training set folded into the factor at once. Householder QR sweeps the
+// whole chunk once per column, so the chunk is kept small enough (4096 rows of up to a
+// few dozen components) to stay in the processor's cache between sweeps.
+constexpr TLVRowIndex kChunkRows = 4096;
 
 std::string JoinReals(const std::vector<double>& values) {
   std::string text;
@@ -162,7 +164,9 @@ void TLVLinearRegressionTeacher::DoTeach(ILVProgress* progress) {
     const TLVRowIndex stacked = factor.rows() + kept;
     moments.Add(block.topRows(kept).rightCols(q));
     used += kept;
-    Eigen::HouseholderQR<TMatrix> qr(chunk.topRows(stacked));
+    // Decomposed in place: the chunk's own storage holds the factor afterwards.
+    Eigen::Ref<TMatrix> stackedRows = chunk.topRows(stacked);
+    Eigen::HouseholderQR<Eigen::Ref<TMatrix>> qr(stackedRows);
     const TLVRowIndex r = std::min<TLVRowIndex>(stacked, width);
     factor = qr.matrixQR().topRows(r).triangularView<Eigen::Upper>();
     scope.Step(at + n);

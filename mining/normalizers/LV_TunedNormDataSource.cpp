@@ -12,6 +12,12 @@ namespace lv {
 
 namespace {
 
+bool Consecutive(const TLVRowIndex* rows, int32_t count) {
+  TLVRowIndex gaps = 0;
+  for (int32_t i = 1; i < count; ++i) gaps |= rows[i] - rows[i - 1] - 1;
+  return gaps == 0;
+}
+
 bool FeedsModel(TLVDataStatus status) {
   return status == TLVDataStatus::dsInput || status == TLVDataStatus::dsOutput;
 }
@@ -122,8 +128,11 @@ void TLVTunedNormDataSource::NormalizeRows(std::span<const int32_t> columns,
     const TLVNormalizer& normalizer = RequireNormalizer(index);
     for (TLVRowIndex at = 0; at < count; at += kLVBlockSize) {
       const auto n = static_cast<int32_t>(std::min<TLVRowIndex>(kLVBlockSize, count - at));
-      if (rows) {
+      // A run of consecutive rows (a training set in source order) reads as a block.
+      if (rows && !Consecutive(rows + at, n)) {
         ReadRows(index, rows + at, n, block);
+      } else if (rows) {
+        ReadBlock(index, rows[at], n, block);
       } else {
         ReadBlock(index, first + at, n, block);
       }

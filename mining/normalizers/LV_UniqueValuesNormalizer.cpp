@@ -77,31 +77,37 @@ int32_t TLVDiscreteNormalizer::RequirePosition(const TLVValue& value) const {
 void TLVDiscreteNormalizer::PositionsOf(const TLVBlock& block, int32_t* positions) const {
   const int32_t count = block.Count();
   const uint8_t* valid = block.Valid();
-  for (int32_t i = 0; i < count; ++i) {
-    if (!valid[i]) {
-      positions[i] = -1;
-      continue;
-    }
-    int32_t position = -1;
-    switch (block.Type()) {
-      case TLVDataType::dtString: {
+  // One loop per stored type, so the common ones (codes as integers) run tight.
+  switch (block.Type()) {
+    case TLVDataType::dtString:
+      for (int32_t i = 0; i < count; ++i) {
+        if (!valid[i]) {
+          positions[i] = -1;
+          continue;
+        }
         auto it = texts_.find(block.Strings()[i]);
-        if (it != texts_.end()) position = it->second;
-        break;
+        positions[i] = it == texts_.end() ? -2 : it->second;
       }
-      case TLVDataType::dtInteger:
-        position = NumberPosition(block.Integers()[i]);
-        break;
-      default:
-        position = NumberPosition(block.Numbers()[i]);
-        break;
-    }
-    if (position < 0) {
-      RaiseNotFound(block.Type() == TLVDataType::dtString
-                        ? TLVValue::String(block.Strings()[i])
-                        : CellFromNumber(block.NumberAt(i), block.Type()));
-    }
-    positions[i] = position;
+      break;
+    case TLVDataType::dtInteger:
+      for (int32_t i = 0; i < count; ++i) {
+        positions[i] = valid[i] ? NumberPosition(block.Integers()[i]) : -1;
+        positions[i] -= valid[i] && positions[i] < 0;
+      }
+      break;
+    default:
+      for (int32_t i = 0; i < count; ++i) {
+        positions[i] = valid[i] ? NumberPosition(block.Numbers()[i]) : -1;
+        positions[i] -= valid[i] && positions[i] < 0;
+      }
+      break;
+  }
+  // A present value the list does not hold was marked -2: the first one is reported.
+  for (int32_t i = 0; i < count; ++i) {
+    if (positions[i] != -2) continue;
+    RaiseNotFound(block.Type() == TLVDataType::dtString
+                      ? TLVValue::String(block.Strings()[i])
+                      : CellFromNumber(block.NumberAt(i), block.Type()));
   }
 }
 

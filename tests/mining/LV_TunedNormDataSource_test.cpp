@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 #include <vector>
 
 #include "LV_MiningTestHelpers.h"
@@ -83,6 +84,31 @@ TEST(TunedNormDataSource, FitsNormalizersAndFillsTheMatrixByBlocks) {
       EXPECT_DOUBLE_EQ(all[j * static_cast<size_t>(n) + static_cast<size_t>(row)], expected[j]);
     }
   }
+}
+
+TEST(TunedNormDataSource, ListedRunsOfRowsReadAsTheirBlocks) {
+  std::vector<std::vector<TLVValue>> rows;
+  for (int i = 0; i < 1300; ++i) rows.push_back({TLVValue::Float(i), TLVValue::Float(i % 9)});
+  auto table = std::make_shared<test::TTestTable>(
+      std::vector<test::TTestTable::TColumn>{{"x", TLVDataType::dtFloat},
+                                             {"y", TLVDataType::dtFloat}},
+      std::move(rows));
+  auto tuned = std::make_shared<TLVTunedNormDataSource>();
+  tuned->SetDataSource(table);
+  tuned->Columns()[0].SetDataStatus(TLVDataStatus::dsInput);
+  tuned->PrepareNormalizers();
+  // The rows 100..1299 listed, as a training set in source order lists them, then with
+  // two rows swapped, against the same rows read from row 100 on.
+  std::vector<TLVRowIndex> listed(1200);
+  std::iota(listed.begin(), listed.end(), TLVRowIndex{100});
+  std::vector<double> expected(1200), got(1200);
+  tuned->NormalizeRows(std::vector<int32_t>{0}, nullptr, 100, 1200, expected.data(), 1200);
+  tuned->NormalizeRows(std::vector<int32_t>{0}, listed.data(), 0, 1200, got.data(), 1200);
+  EXPECT_EQ(got, expected);
+  std::swap(listed[700], listed[701]);
+  std::swap(expected[700], expected[701]);
+  tuned->NormalizeRows(std::vector<int32_t>{0}, listed.data(), 0, 1200, got.data(), 1200);
+  EXPECT_EQ(got, expected);
 }
 
 TEST(TunedNormDataSource, ReopensWithItsPurposesModesAndNormalizers) {
