@@ -55,7 +55,7 @@ std::string TLVModelHandler::TeachSummary() const {
   const double teachMax = teach.rows > 0 ? teach.maxError : 0.0;
   const double testMax = test.rows > 0 ? test.maxError : 0.0;
   return Format(LVText("SModelTeachSummary"),
-                {GetComponentName(), TeachResultText(teacher_->GetResult()), teach.rows,
+                {TeachResultText(teacher_->GetResult()), teach.rows,
                  teach.avgError, teachMax, test.rows, test.avgError, testMax});
 }
 

@@ -50,7 +50,8 @@ class TLVModelHandler : public TLVComponent, public ILVTeachable, public ILVMode
   }
 
   void Teach(ILVProgress* progress) override;
-  // The errors of both sets after the last training.
+  // The result and the errors of both sets after the last training, for a line of the
+  // run log under the node's own.
   std::string TeachSummary() const override;
 
   // "TunedNormDataSource", "TeachDataSource", "Teacher", "Kernel", "Executor".

@@ -112,6 +112,25 @@ void TLVTunedNormDataSource::PrepareNormalizers(ILVProgress* progress) {
   }
 }
 
+void TLVTunedNormDataSource::RebuildColumns() {
+  for (int32_t i = 0; i < Columns().Count(); ++i) {
+    const TLVColumnInfo& column = Columns()[i];
+    const int32_t at = remembered_.IndexOfName(column.GetName());
+    TLVColumnInfo& kept =
+        at >= 0 ? remembered_[at] : remembered_.AddColumn(column.GetName(), column.GetDataType());
+    kept.Assign(column);
+  }
+  TLVTunedDataSource::RebuildColumns();
+  for (int32_t i = 0; i < Columns().Count(); ++i) {
+    TLVColumnInfo& column = Columns()[i];
+    const TLVColumnInfo* kept = remembered_.Find(column.GetName());
+    if (!kept || kept->GetDataType() != column.GetDataType()) continue;
+    column.SetDataKind(kept->GetDataKind());
+    column.SetDataStatus(kept->GetDataStatus());
+    column.SetDisplayName(kept->StoredDisplayName());
+  }
+}
+
 int32_t TLVTunedNormDataSource::WidthOf(std::span<const int32_t> columns) const {
   int32_t width = 0;
   for (int32_t index : columns) width += RequireNormalizer(index).OutputWidth();
@@ -184,6 +203,7 @@ void TLVTunedNormDataSource::LoadSettingsFrom(const ILVSettingsSection& section)
   {
     TLVColumnsUpdate update(Columns());
     Columns().AssignColumns(*columns);
+    remembered_.AssignColumns(*columns);
     normalizers_ = std::move(normalizers);
     update.Changed();
   }

@@ -53,8 +53,16 @@ class TLVTunedNormDataSource : public TLVTunedDataSource {
   void SaveSettingsTo(ILVSettingsSection& section) const override;
   void LoadSettingsFrom(const ILVSettingsSection& section) override;
 
+ protected:
+  // Rebuilds from the parent and gives every column back the purpose, kind and caption
+  // the user chose, as long as its type is the same. The choices are remembered by
+  // name across rebuilds: a project opens its nodes before their parents have columns,
+  // and a rebuild over an empty parent must not forget them.
+  void RebuildColumns() override;
+
  private:
   std::map<std::string, std::unique_ptr<TLVNormalizer>, std::less<>> normalizers_;
+  TLVColumnsInfo remembered_;
 };
 
 void RegisterTunedNormDataSourceTexts();

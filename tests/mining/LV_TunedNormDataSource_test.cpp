@@ -141,6 +141,18 @@ TEST(TunedNormDataSource, ReopensWithItsPurposesModesAndNormalizers) {
   EXPECT_EQ(before, after);
   EXPECT_DOUBLE_EQ(after[static_cast<size_t>(n) - 1], 1.0);  // x at its maximum maps to 1
 
+  // Opened under a parent that has no columns yet, the choices wait for the columns.
+  auto early = std::make_shared<TLVTunedNormDataSource>();
+  early->LoadSettingsFrom(section);
+  early->SetExecuteMode(false);
+  early->SetDesignMode(true);
+  early->SetDataSource(std::make_shared<test::TTestTable>(std::vector<test::TTestTable::TColumn>{},
+                                                          std::vector<std::vector<TLVValue>>{}));
+  EXPECT_EQ(early->Columns().Count(), 0);
+  early->SetDataSource(table);
+  EXPECT_EQ(early->InputColumns(), tuned->InputColumns());
+  EXPECT_EQ(early->OutputColumns(), std::vector<int32_t>{1});
+
   test::TMapSection bad;
   bad.AddSection("Columns").AddItem("Column").Put("DataStatus", "dsNowhere");
   EXPECT_THROW(loaded->LoadSettingsFrom(bad), ELVError);
