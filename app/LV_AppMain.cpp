@@ -12,6 +12,7 @@
 #include "env/LV_Logger.h"
 #include "env/LV_VarFile.h"
 #include "io/LV_IoStartup.h"
+#include "mining/LV_MiningStartup.h"
 #include "project/LV_Project.h"
 #include "project/LV_ProjectStartup.h"
 #include "transform/LV_TransformStartup.h"
@@ -73,6 +74,7 @@ void LumiveraStartup() {
   EnvStartup();
   IoStartup();
   TransformStartup();
+  MiningStartup();
   ProjectStartup();
   AppStartup();
 }
