@@ -375,7 +375,9 @@ void TLVTeachDataSource::SaveTo(ILVSettingsSection& section) const {
   section.Put("SplitOrders",
               std::string(ValueName(order_[0])) + "," + std::string(ValueName(order_[1])));
   if (seedChosen_) indexes_.SaveTo(section);
-  if (splitType_ == TLVSplitType::stRandom && !stale_ && !assignment_.empty()) {
+  // A changed split has dropped its assignment; a kept one is saved even before the
+  // sets were rebuilt, so opening and saving a project keeps its rows.
+  if (splitType_ == TLVSplitType::stRandom && !assignment_.empty()) {
     ILVSettingsSection& rows = section.AddSection("RowNumbers");
     rows.Put("Count", std::to_string(assignment_.size()));
     rows.Put("Sets", PackAssignment(assignment_));

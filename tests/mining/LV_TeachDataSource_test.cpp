@@ -143,6 +143,11 @@ TEST(TeachDataSource, RandomSplitIsReproducedByTheSavedProject) {
 
   TLVTeachDataSource reopened;
   reopened.LoadFrom(saved);
+  test::TMapSection savedAgain;
+  reopened.SaveTo(savedAgain);
+  ASSERT_NE(savedAgain.FindSection("RowNumbers"), nullptr);
+  EXPECT_EQ(savedAgain.FindSection("RowNumbers")->Get("Sets"),
+            saved.FindSection("RowNumbers")->Get("Sets"));
   reopened.SetTunedNormDataSource(f.tuned);
   EXPECT_EQ(reopened.Rows(kTeach), teachRows);
   EXPECT_EQ(reopened.Rows(kTest), testRows);
