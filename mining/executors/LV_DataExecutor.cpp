@@ -124,7 +124,15 @@ void TLVCustomDataExecutor::DefineColumns() {
   TLVTunedNormDataSource* source = GetTunedNormDataSource();
   if (!source) return;
   const TLVColumnsInfo& columns = source->Columns();
-  std::vector<std::string> outputs = kernel_ ? kernel_->OutputNames() : std::vector<std::string>{};
+  // An untrained kernel has no shape yet: the outputs are those the source names, so a
+  // model offers the same columns before and after its first training.
+  std::vector<std::string>& outputs = outputNames_;
+  outputs.clear();
+  if (kernel_ && !kernel_->OutputNames().empty()) {
+    outputs = kernel_->OutputNames();
+  } else if (kernel_) {
+    for (int32_t index : source->OutputColumns()) outputs.push_back(columns[index].GetName());
+  }
   outputIndexes_.assign(outputs.size(), -1);
   calculateIndexes_.assign(outputs.size(), -1);
   errorIndexes_.assign(outputs.size(), -1);
@@ -176,7 +184,8 @@ void TLVCustomDataExecutor::DoOpen() {
   // A result column shows its output's values: the output's type must not have moved.
   for (size_t k = 0; k < calculateIndexes_.size(); ++k) {
     if (calculateIndexes_[k] < 0) continue;
-    const TLVColumnInfo* column = source->Columns().Find(kernel_->OutputNames()[k]);
+    const TLVColumnInfo* column = source->Columns().Find(outputNames_[k]);
+    if (!column) throw ELVError("ErrInputColumnMissing", {outputNames_[k]});
     if (column->GetDataType() != Columns()[calculateIndexes_[k]].GetDataType()) {
       throw ELVError("ErrResultTypeMismatch");
     }
@@ -250,11 +259,7 @@ void TLVDataExecutor::ComputeRun(TLVRowIndex first, int32_t count) {
   targets_.resize(results_.size());
   source.NormalizeRows(inputs, nullptr, first, count, inputs_.data(), count);
   source.NormalizeRows(outputs, nullptr, first, count, targets_.data(), count);
-  if (kernel.Trained()) {
-    kernel.Compute(inputs_.data(), count, count, results_.data(), count);
-  } else {
-    std::fill(results_.begin(), results_.end(), LVMissing());
-  }
+  kernel.Compute(inputs_.data(), count, count, results_.data(), count);
   cachedFirst_ = first;
   cachedCount_ = count;
 }
@@ -262,6 +267,11 @@ void TLVDataExecutor::ComputeRun(TLVRowIndex first, int32_t count) {
 void TLVDataExecutor::ComputeBlock(int32_t column, TLVRowIndex first, int32_t count,
                                    TLVBlock& out) {
   out.Reset(Columns()[column].GetDataType(), count);
+  if (!GetKernel()->Trained()) {
+    // An untrained kernel has learnt nothing to show.
+    std::fill(out.Valid(), out.Valid() + count, uint8_t{0});
+    return;
+  }
   ComputeRun(first, count);
   const TComputed computed = Computed()[static_cast<size_t>(column)];
   TLVTunedNormDataSource& source = *GetTunedNormDataSource();

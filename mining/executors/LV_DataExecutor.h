@@ -96,7 +96,8 @@ class TLVCustomDataExecutor : public TLVDerivedDataSource, public TLVCustomExecu
   std::vector<int32_t> outputIndexes_;
   std::vector<int32_t> calculateIndexes_;
   std::vector<int32_t> errorIndexes_;
-  std::vector<TComputed> computed_;  // per column
+  std::vector<TComputed> computed_;       // per column
+  std::vector<std::string> outputNames_;  // the outputs the columns were defined for
 };
 
 class TLVDataExecutor : public TLVCustomDataExecutor {

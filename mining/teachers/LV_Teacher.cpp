@@ -48,6 +48,8 @@ void TLVTeacher::Teach(ILVProgress* progress) {
   TLVAnalyticKernel& kernel = Kernel();
   TLVTeachDataSource& data = Data();
   TLVTunedNormDataSource& tuned = *data.GetTunedNormDataSource();
+  if (tuned.InputColumns().empty()) throw ELVError("ErrModelNoInputs");
+  if (tuned.OutputColumns().empty()) throw ELVError("ErrModelNoOutputs");
   data.CheckBeforeTraining(progress);
   if (!initKernel_ && kernel.CanContinueTeach()) {
     result_ = TLVTeachResult::trContinued;
@@ -305,7 +307,7 @@ void TLVEpochTeacher::LoadFrom(const ILVSettingsSection& section) {
 
 void RegisterTeacherTexts() {
   TLVLocalization::Instance().RegisterKeys(
-      {"ErrNoKernel", "ErrNoContinueTeach", "TeachResultCaption", "TeachResult0", "TeachResult1",
+      {"ErrNoKernel", "ErrNoContinueTeach", "ErrModelNoInputs", "ErrModelNoOutputs", "TeachResultCaption", "TeachResult0", "TeachResult1",
        "TeachResult2", "TeachResult3", "TeachResult4", "TeachResult5", "TeachEpochsCaption",
        "TeacherInitKernelCaption", "TeacherRecognitionErrCaption", "TeacherMaxEpochCountCaption",
        "TeacherCurrentEpochCaption"});

@@ -93,6 +93,12 @@ TEST(LinearRegression, DependentInputsAreRefusedAndTheModelKept) {
   const std::vector<double> before =
       static_cast<const TLVLinearRegressionKernel&>(*model.Kernel()).Coefficients()[0];
 
+  // Without an output there is nothing to learn, and the model stays.
+  model.TunedNormDataSource().Columns()[2].SetDataStatus(TLVDataStatus::dsUsable);
+  EXPECT_EQ(test::ErrorKey([&] { model.Teach(nullptr); }), "ErrModelNoOutputs");
+  model.TunedNormDataSource().Columns()[2].SetDataStatus(TLVDataStatus::dsOutput);
+  EXPECT_EQ(model.Kernel()->OutputWidth(), 1);
+
   // A constant input repeats the constant term.
   model.TunedNormDataSource().Columns()[3].SetDataStatus(TLVDataStatus::dsInput);
   EXPECT_EQ(test::ErrorKey([&] { model.Teach(nullptr); }), "ErrRegressionSingular");
