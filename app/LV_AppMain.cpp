@@ -18,6 +18,7 @@
 #include "env/LV_Logger.h"
 #include "env/LV_VarFile.h"
 #include "io/LV_IoStartup.h"
+#include "mining/LV_MiningStartup.h"
 #include "project/LV_Project.h"
 #include "project/LV_ProjectStartup.h"
 #include "transform/LV_TransformStartup.h"
@@ -79,6 +80,7 @@ void LumiveraStartup() {
   EnvStartup();
   IoStartup();
   TransformStartup();
+  MiningStartup();
   ProjectStartup();
   AppStartup();
 }

@@ -14,6 +14,7 @@
 #include "core/LV_Localization.h"
 #include "core/LV_SystemError.h"
 #include "core/LV_Vendor.h"
+#include "mining/models/LV_ModelHandler.h"
 
 namespace lv {
 
@@ -53,7 +54,7 @@ class TRunner {
     std::optional<TLVRowIndex> rows;
     try {
       TLVProgressScope scope(progress_, label, -1);
-      rows = Execute(node);
+      rows = Execute(node, level);
     } catch (const ELVAbort&) {
       result.interrupted = true;
       log_.Log(nullptr, Text("SBatchNodeInterrupted", {label}), 0, level, 0, false, true,
@@ -91,11 +92,17 @@ class TRunner {
 
  private:
   // The node's work; its row count when it offers a table.
-  std::optional<TLVRowIndex> Execute(TModelTreeNode& node) {
+  std::optional<TLVRowIndex> Execute(TModelTreeNode& node, int32_t level) {
     if (node.GetNeedsSetup()) throw ELVError("ErrNodeNeedsSetup", {NodeLabel(node)});
     TLVComponent& handler = node.Handler();
     if (options_.teach) {
-      if (auto* teachable = dynamic_cast<ILVTeachable*>(&handler)) teachable->Teach(progress_);
+      if (auto* teachable = dynamic_cast<ILVTeachable*>(&handler)) {
+        teachable->Teach(progress_);
+        // A model's training and test errors go to the log whatever its detail.
+        if (auto* model = dynamic_cast<ILVModelSummary*>(&handler)) {
+          log_.Log(nullptr, model->TeachSummary(), 0, level + 1);
+        }
+      }
     }
     if (!options_.run) return std::nullopt;
     if (auto* engine = dynamic_cast<TLVDataProcessEngine*>(&handler)) {

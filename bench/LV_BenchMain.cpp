@@ -5,6 +5,7 @@
 #include "core/LV_CoreStartup.h"
 #include "env/LV_EnvStartup.h"
 #include "io/LV_IoStartup.h"
+#include "mining/LV_MiningStartup.h"
 #include "transform/LV_TransformStartup.h"
 
 int main(int argc, char** argv) {
@@ -14,6 +15,7 @@ int main(int argc, char** argv) {
   lv::EnvStartup();
   lv::IoStartup();
   lv::TransformStartup();
+  lv::MiningStartup();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   lv::CoreShutdown();

@@ -11,6 +11,7 @@
 #include "io/LV_IoStartup.h"
 #include "project/LV_ProjectStartup.h"
 #include "project/LV_ProjectTestKinds.h"
+#include "mining/LV_MiningStartup.h"
 #include "transform/LV_TransformStartup.h"
 
 namespace lv {
@@ -22,6 +23,7 @@ class TAppStartupEnvironment : public testing::Environment {
     EnvStartup();
     IoStartup();
     TransformStartup();
+    MiningStartup();
     ProjectStartup();
     AppStartup();
     test::RegisterProjectTestKinds();

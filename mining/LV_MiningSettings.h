@@ -1,0 +1,42 @@
+// Reading and writing single settings of the mining objects, whose sections hold keys
+// that appear only under conditions and so do not fit a flat property table. Values
+// use the property tables' text forms (LV_Properties.h); a text that is not a value
+// of the type raises "ErrPropertyValue" naming the key.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/LV_Properties.h"
+#include "core/LV_Settings.h"
+
+namespace lv {
+
+// The value of key `name`, or nothing when the section has none.
+template <class V>
+std::optional<V> ReadOptionalSetting(const ILVSettingsSection& section, std::string_view name) {
+  std::optional<std::string> text = section.Get(name);
+  if (!text) return std::nullopt;
+  std::optional<V> value = TLVPropertyCodec<V>::FromText(*text);
+  if (!value) RaisePropertyValue(name, *text);
+  return value;
+}
+
+// The value of key `name`, or `fallback` when the section has none.
+template <class V>
+V ReadSetting(const ILVSettingsSection& section, std::string_view name, V fallback) {
+  return ReadOptionalSetting<V>(section, name).value_or(fallback);
+}
+
+// A real in the persisted text form (shortest exact, '.' as separator).
+inline std::string RealText(double value) {
+  return TLVPropertyCodec<double>::ToText(value);
+}
+
+template <class V>
+void WriteSetting(ILVSettingsSection& section, std::string_view name, const V& value) {
+  section.Put(name, TLVPropertyCodec<V>::ToText(value));
+}
+
+}  // namespace lv

@@ -1,0 +1,32 @@
+// The mining tests run after the start-up of every library they stand on, as the
+// program does; the shared test main knows only the core, so the rest is hooked in here.
+#include "mining/LV_MiningStartup.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/LV_Localization.h"
+#include "env/LV_EnvStartup.h"
+
+namespace lv {
+namespace {
+
+class TMiningStartupEnvironment : public testing::Environment {
+ public:
+  void SetUp() override {
+    EnvStartup();
+    MiningStartup();
+  }
+};
+
+[[maybe_unused]] testing::Environment* const kMiningStartup =
+    testing::AddGlobalTestEnvironment(new TMiningStartupEnvironment);
+
+TEST(MiningStartup, EveryRegisteredKeyHasAText) {
+  EXPECT_EQ(TLVLocalization::Instance().RegisteredKeysWithoutText(), std::vector<std::string>{});
+}
+
+}  // namespace
+}  // namespace lv
