@@ -96,7 +96,13 @@ std::string SettingsReference(const std::vector<const TLVComponentVendor*>& vend
   for (const TLVComponentVendor* vendor : vendors) {
     out += "\n### " + Code(vendor->Identifier()) + ": " + vendor->Caption() + "\n\n";
     std::optional<TLVSettingsDescription> settings = vendor->DescribeSettings();
-    if (!settings || (settings->properties.empty() && settings->sections.empty())) {
+    if (!settings) {
+      // Model nodes keep their columns, split, normalizers and trained state in
+      // sections of their own rather than in a property table.
+      out += "Settings kept in sections of the kind's own; see its page in `docs/nodes/`.\n";
+      continue;
+    }
+    if (settings->properties.empty() && settings->sections.empty()) {
       out += "No settings.\n";
       continue;
     }

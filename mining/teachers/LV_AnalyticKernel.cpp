@@ -9,7 +9,6 @@ namespace {
 void SaveNames(ILVSettingsSection& section, std::string_view name,
                const std::vector<std::string>& names) {
   ILVSettingsSection& list = section.AddSection(name);
-  list.Put("Count", std::to_string(names.size()));
   for (const std::string& item : names) list.AddItem("Item").Put("Name", item);
 }
 
@@ -53,6 +52,10 @@ void TLVAnalyticKernel::SaveTo(ILVSettingsSection& section) const {
 }
 
 void TLVAnalyticKernel::LoadFrom(const ILVSettingsSection& section) {
+  // A kernel of another kind (a section copied by hand between nodes) would read its
+  // state as nonsense; refuse it by name instead.
+  const std::string kernelName = section.Get("KernelName").value_or(std::string(KernelName()));
+  if (kernelName != KernelName()) RaisePropertyValue("KernelName", kernelName);
   const int32_t inputWidth = LoadWidth(section, "InputWidth");
   const int32_t outputWidth = LoadWidth(section, "OutputWidth");
   const std::string trainedText = section.Get("Trained").value_or("False");

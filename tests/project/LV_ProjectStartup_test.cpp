@@ -10,6 +10,7 @@
 #include "core/LV_Localization.h"
 #include "env/LV_EnvStartup.h"
 #include "io/LV_IoStartup.h"
+#include "mining/LV_MiningStartup.h"
 #include "project/LV_ProjectTestKinds.h"
 #include "transform/LV_TransformStartup.h"
 
@@ -22,6 +23,7 @@ class TProjectStartupEnvironment : public testing::Environment {
     EnvStartup();
     IoStartup();
     TransformStartup();
+    MiningStartup();
     ProjectStartup();
     test::RegisterProjectTestKinds();
   }
