@@ -187,7 +187,7 @@ int LumiveraStudioMain(std::span<const std::string> args, const TLVAppConsole& c
       const int signal = StopSignalReceived();
       return 128 + (signal != 0 ? signal : SIGINT);
     }
-    return result.failed > 0 ? 1 : 0;
+    return result.failed > 0 || result.saveFailed ? 1 : 0;
   } catch (const ELVError& e) {
     // The run log itself failed (its file cannot be opened or written).
     complain(e.what());

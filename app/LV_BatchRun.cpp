@@ -98,6 +98,7 @@ class TRunner {
     if (options_.teach) {
       if (auto* teachable = dynamic_cast<ILVTeachable*>(&handler)) {
         teachable->Teach(progress_);
+        ++result.trained;
         // A model's training and test errors go to the log whatever its detail.
         if (auto* model = dynamic_cast<ILVModelSummary*>(&handler)) {
           log_.Log(nullptr, model->TeachSummary(), 0, level + 1);
@@ -141,6 +142,18 @@ TLVBatchResult RunProjectBatch(TLVProject& project, TLVLogger& log, const TLVBat
   if (result.interrupted) {
     // Everything that neither succeeded nor failed was left, the interrupted node too.
     result.skipped = total - result.succeeded - result.failed;
+  }
+  // A retraining is only worth its night when the models are kept: the project is
+  // saved, in place and as it was protected, once a whole run has finished.
+  if (options.teach && result.trained > 0 && !result.interrupted) {
+    try {
+      project.Save();
+      log.Log(nullptr, Text("SBatchProjectSaved", {project.FileName().string()}));
+    } catch (const ELVError& e) {
+      result.saveFailed = true;
+      log.Log(nullptr, Text("SBatchProjectNotSaved", {std::string_view(e.what())}), 0, 0, 0, false,
+              true, kLogCategoryMarked);
+    }
   }
   log.Log(nullptr, Text(result.interrupted ? "SBatchInterrupted" : "SBatchDone",
                         {result.succeeded, result.failed, result.skipped, SecondsSince(start)}));
@@ -236,7 +249,8 @@ void RegisterBatchRunTexts() {
       {"SBatchStart", "SBatchModeRun", "SBatchModeTeach", "SBatchModeBoth", "SBatchNodeStart",
        "SBatchNodeDone", "SBatchNodeDoneNoRows", "SBatchNodeFailed", "SBatchSubtreeSkipped",
        "SBatchDone", "SBatchNodeInterrupted", "SBatchInterrupted", "SBatchStopSignal",
-       "SBatchInternalError", "ErrNodeNeedsSetup", "SBatchQuestion", "SBatchWarning"});
+       "SBatchInternalError", "ErrNodeNeedsSetup", "SBatchQuestion", "SBatchWarning",
+       "SBatchProjectSaved", "SBatchProjectNotSaved"});
 }
 
 }  // namespace lv

@@ -37,7 +37,9 @@ struct TLVBatchResult {
   int32_t succeeded = 0;
   int32_t failed = 0;
   int32_t skipped = 0;  // not run: below a failed node, or left by an interruption
+  int32_t trained = 0;  // models retrained with success
   bool interrupted = false;
+  bool saveFailed = false;  // retrained models could not be saved to the project file
 };
 
 TLVBatchResult RunProjectBatch(TLVProject& project, TLVLogger& log, const TLVBatchOptions& options,

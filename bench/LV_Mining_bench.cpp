@@ -22,6 +22,14 @@
 namespace lv {
 namespace {
 
+// A column name of a letter and a number, built without "literal" + string, which
+// GCC 12 misreads as an overlapping copy in Release builds.
+std::string Numbered(char letter, int32_t number) {
+  std::string name(1, letter);
+  name += std::to_string(number);
+  return name;
+}
+
 constexpr TLVRowIndex kRows = 10'000'000;
 constexpr TLVRowIndex kBaseRows = TLVRowIndex{1} << 20;
 constexpr int32_t kLinear = 5;
@@ -50,9 +58,9 @@ class TSyntheticSource : public TLVDataSource {
       numbers_[kLinear][static_cast<size_t>(r)] = y;
     }
     for (int32_t j = 0; j < kLinear; ++j)
-      Columns().AddColumn("x" + std::to_string(j), TLVDataType::dtFloat);
+      Columns().AddColumn(Numbered('x', j), TLVDataType::dtFloat);
     for (int32_t j = 0; j < kMasks; ++j)
-      Columns().AddColumn("k" + std::to_string(j), TLVDataType::dtInteger);
+      Columns().AddColumn(Numbered('k', j), TLVDataType::dtInteger);
     Columns().AddColumn("y", TLVDataType::dtFloat);
   }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/LV_Properties.h"
 #include "core/LV_Settings.h"
@@ -27,6 +28,20 @@ std::optional<V> ReadOptionalSetting(const ILVSettingsSection& section, std::str
 template <class V>
 V ReadSetting(const ILVSettingsSection& section, std::string_view name, V fallback) {
   return ReadOptionalSetting<V>(section, name).value_or(fallback);
+}
+
+// The items of a list section written with its "Count"; a count that disagrees with
+// the items (a list cut or copied by hand) raises "ErrPropertyValue" naming "Count".
+inline std::vector<const ILVSettingsSection*> CountedItems(const ILVSettingsSection& list,
+                                                           std::string_view itemName) {
+  std::vector<const ILVSettingsSection*> items = list.Items(itemName);
+  if (std::optional<std::string> text = list.Get("Count")) {
+    std::optional<int32_t> count = TLVPropertyCodec<int32_t>::FromText(*text);
+    if (!count || *count < 0 || static_cast<size_t>(*count) != items.size()) {
+      RaisePropertyValue("Count", *text);
+    }
+  }
+  return items;
 }
 
 // A real in the persisted text form (shortest exact, '.' as separator).

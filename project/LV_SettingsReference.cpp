@@ -25,7 +25,10 @@ std::string_view TypeName(TLVPropertyType type) {
 }
 
 std::string Code(std::string_view text) {
-  return text.empty() ? std::string("—") : "`" + std::string(text) + "`";
+  if (text.empty()) return "—";
+  std::string code = "`";
+  code.append(text).push_back('`');
+  return code;
 }
 
 // A default as it is written in the file: a control character (a tab) as the XML

@@ -70,7 +70,7 @@ std::shared_ptr<TLVStatInfo> LoadStats(const ILVSettingsSection& section, TLVDat
   stats->totalCount = static_cast<int64_t>(ReadSetting<double>(section, "TotalCount", 0));
   stats->uniqueValuesFound = ReadSetting<bool>(section, "UniqueValuesFound", false);
   if (const ILVSettingsSection* values = section.FindSection("UniqueValues")) {
-    for (const ILVSettingsSection* item : values->Items("Item")) {
+    for (const ILVSettingsSection* item : CountedItems(*values, "Item")) {
       stats->uniqueValues.push_back(StatValueFromText(type, item->Get("Value").value_or("")));
     }
   }
@@ -258,11 +258,16 @@ void TLVNormalizer::LoadFrom(const ILVSettingsSection& section) {
   SetColumn(column);
   // The user's captions of the normalized columns survive when the shape is the same.
   if (const ILVSettingsSection* norm = section.FindSection("NormColumns")) {
-    std::vector<const ILVSettingsSection*> items = norm->Items("Item");
+    std::vector<const ILVSettingsSection*> items = CountedItems(*norm, "Item");
     if (static_cast<int32_t>(items.size()) == normColumns_.Count()) {
       for (int32_t i = 0; i < normColumns_.Count(); ++i) {
-        normColumns_[i].SetDisplayName(
-            items[static_cast<size_t>(i)]->Get("DisplayName").value_or(""));
+        const ILVSettingsSection& item = *items[static_cast<size_t>(i)];
+        // The names follow from the source column and are made anew; a stored name
+        // only tells which component a caption belongs to.
+        if (item.Get("Name").value_or(normColumns_[i].GetName()) != normColumns_[i].GetName()) {
+          continue;
+        }
+        normColumns_[i].SetDisplayName(item.Get("DisplayName").value_or(""));
       }
     }
   }

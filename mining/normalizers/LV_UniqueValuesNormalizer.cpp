@@ -7,6 +7,7 @@
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "core/LV_Properties.h"
+#include "mining/LV_MiningSettings.h"
 
 namespace lv {
 
@@ -223,7 +224,7 @@ void TLVUniqueValuesNormalizer::LoadOwnSettings(const ILVSettingsSection& sectio
   }
   if (const ILVSettingsSection* order = section.FindSection("ValuesOrder")) {
     std::vector<int32_t> codes;
-    for (const ILVSettingsSection* item : order->Items("Item")) {
+    for (const ILVSettingsSection* item : CountedItems(*order, "Item")) {
       const std::string text = item->Get("Value").value_or("");
       std::optional<int32_t> code = TLVPropertyCodec<int32_t>::FromText(text);
       if (!code) RaisePropertyValue("ValuesOrder", text);

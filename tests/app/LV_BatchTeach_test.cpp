@@ -2,6 +2,7 @@
 // its predictions, written as a project file by hand and run as a scheduler would.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "app/LV_AppTestHelpers.h"
@@ -27,6 +28,7 @@ std::string ModelProject(const test::TTempFolder& folder) {
           <TunedNormDataSource>
             <Columns>
               <Column Name="x" DataType="dtFloat" DataKind="dkContinuous" DataStatus="dsInput" />
+              <Column Name="g" DataType="dtString" DataKind="dkDiscrete" DataStatus="dsInput" />
               <Column Name="y" DataType="dtFloat" DataKind="dkContinuous" DataStatus="dsOutput" />
             </Columns>
           </TunedNormDataSource>
@@ -44,8 +46,13 @@ std::string ModelProject(const test::TTempFolder& folder) {
 
 TEST(BatchTeach, ModelsAreTrainedTheirErrorsLoggedAndTheirPredictionsExported) {
   test::TTempFolder folder;
-  std::string data = "x;y\n";
-  for (int x = 1; x <= 10; ++x) data += std::to_string(x) + ";" + std::to_string(2 * x + 1) + "\n";
+  // y = 2x + 1, and 10 more in group b (the even rows).
+  std::string data = "x;g;y\n";
+  for (int x = 1; x <= 10; ++x) {
+    const bool b = x % 2 == 0;
+    data +=
+        std::to_string(x) + (b ? ";b;" : ";a;") + std::to_string(2 * x + 1 + (b ? 10 : 0)) + "\n";
+  }
   WriteText(folder / "data.csv", data);
   WriteText(folder / "model.lvp", ModelProject(folder));
   const std::string log = (folder / "run.log").string();
@@ -54,8 +61,8 @@ TEST(BatchTeach, ModelsAreTrainedTheirErrorsLoggedAndTheirPredictionsExported) {
   EXPECT_EQ(RunStudio({(folder / "model.lvp").string(), "/RUN", "/LOGFILE=" + log}).status, 0);
   std::string untrained = ReadText(folder / "out.csv");
   std::erase(untrained, '\r');
-  EXPECT_NE(untrained.find("x;y;y_OUT;y_ERR"), std::string::npos) << untrained;
-  EXPECT_NE(untrained.find("\n3;7;;\n"), std::string::npos) << untrained;
+  EXPECT_NE(untrained.find("x;g;y;y_OUT;y_ERR"), std::string::npos) << untrained;
+  EXPECT_NE(untrained.find("\n3;a;7;;\n"), std::string::npos) << untrained;
 
   test::TRun run = RunStudio(
       {(folder / "model.lvp").string(), "/TEACH", "/RUN", "/LOGFILE=" + log, "/LOGMODE=OVERWRITE"});
@@ -66,7 +73,19 @@ TEST(BatchTeach, ModelsAreTrainedTheirErrorsLoggedAndTheirPredictionsExported) {
       << text;
   EXPECT_NE(text.find("Тестовое множество: строк 3"), std::string::npos) << text;
   const std::string trained = ReadText(folder / "out.csv");
-  EXPECT_NE(trained.find("\n3;7;7;"), std::string::npos) << trained;
+  EXPECT_NE(trained.find("\n3;a;7;7;"), std::string::npos) << trained;
+
+  // The retrained model was saved with the project: a later run without /TEACH
+  // predicts with it, and the saved project holds no setting its reader passes over.
+  EXPECT_NE(text.find("Проект с переобученными моделями сохранен в файл"), std::string::npos)
+      << text;
+  std::filesystem::remove(folder / "out.csv");
+  WriteText(folder / "strict.ini", "StrictProjectLoading=True\n");
+  test::TRun strictRun = RunStudio({(folder / "model.lvp").string(), "/RUN", "/LOGFILE=" + log,
+                                    "/PFILE=" + (folder / "strict.ini").string()});
+  EXPECT_EQ(strictRun.status, 0) << strictRun.out << strictRun.err;
+  const std::string rerun = ReadText(folder / "out.csv");
+  EXPECT_NE(rerun.find("\n3;a;7;7;"), std::string::npos) << rerun;
 }
 
 }  // namespace

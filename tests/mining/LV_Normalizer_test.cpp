@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "LV_TestHelpers.h"
+
 #include <cmath>
 #include <limits>
 #include <string>
@@ -414,6 +416,15 @@ TEST(NormalizerPersistence, DiscreteNormalizersReopenWithTheSameCodes) {
   maskBack->LoadFrom(m);
   EXPECT_EQ(maskBack->OutputWidth(), 5);
   EXPECT_EQ(maskBack->DenormalizeVector(std::vector<double>{0, 0, 0, 1, 0}).AsText(), "d");
+
+  // A list whose count disagrees with its items was cut or copied by hand: refused.
+  test::TMapSection cut;
+  mask.SaveTo(cut);
+  for (auto& [name, child] : cut.children) {
+    if (name == "NormColumns") child->Put("Count", "4");
+  }
+  EXPECT_EQ(test::KeyOf([&] { LVNormalizers().Create("TLVBitMaskNormalizer")->LoadFrom(cut); }),
+            "ErrPropertyValue");
 
   test::TMapSection broken;
   broken.Put("ColumnName", "c");
