@@ -279,27 +279,24 @@ void TLVDataExecutor::ComputeBlock(int32_t column, TLVRowIndex first, int32_t co
       GetKernel()->OutputNames()[static_cast<size_t>(computed.output)]));
   const int32_t width = normalizer.OutputWidth();
   const int32_t offset = outputOffsets_[static_cast<size_t>(computed.output)];
+  const double* results = results_.data() + static_cast<ptrdiff_t>(offset) * count;
+  if (computed.error) {
+    std::vector<double> widths;
+    AppendOutputWidths(normalizer, widths);
+    const double* targets = targets_.data() + static_cast<ptrdiff_t>(offset) * count;
+    for (int32_t i = 0; i < count; ++i) {
+      const double e = LVRowError(results + i, targets + i, count, widths);
+      out.Valid()[i] = !std::isnan(e);
+      out.Numbers()[i] = e;
+    }
+    return;
+  }
   std::vector<double> components(static_cast<size_t>(width));
   for (int32_t i = 0; i < count; ++i) {
     for (int32_t j = 0; j < width; ++j) {
-      components[static_cast<size_t>(j)] = results_[static_cast<size_t>((offset + j) * count + i)];
+      components[static_cast<size_t>(j)] = results[static_cast<ptrdiff_t>(j) * count + i];
     }
-    if (!computed.error) {
-      PutValue(out, i, normalizer.DenormalizeVector(components));
-      continue;
-    }
-    double sum = 0;
-    for (int32_t j = 0; j < width; ++j) {
-      const auto [low, high] = normalizer.OutputRange(j);
-      const double d = high - low != 0 ? high - low : 1;
-      const double r = (components[static_cast<size_t>(j)] -
-                        targets_[static_cast<size_t>((offset + j) * count + i)]) /
-                       d;
-      sum += r * r;
-    }
-    const double e = width > 0 ? sum / width : 0.0;
-    out.Valid()[i] = !std::isnan(e);
-    out.Numbers()[i] = e;
+    PutValue(out, i, normalizer.DenormalizeVector(components));
   }
 }
 

@@ -347,6 +347,27 @@ TLVValue TLVCalcNormalizer::NullResult() const {
   return TLVValue::Null(Column().GetDataType());
 }
 
+void AppendOutputWidths(const TLVNormalizer& normalizer, std::vector<double>& widths) {
+  for (int32_t j = 0; j < normalizer.OutputWidth(); ++j) {
+    const auto [low, high] = normalizer.OutputRange(j);
+    widths.push_back(high - low);
+  }
+}
+
+double LVRowError(const double* outputs, const double* targets, ptrdiff_t stride,
+                  std::span<const double> widths) {
+  if (widths.empty()) return 0.0;
+  double sum = 0;
+  for (size_t j = 0; j < widths.size(); ++j) {
+    const double width = widths[j] != 0 ? widths[j] : 1;
+    const ptrdiff_t at = static_cast<ptrdiff_t>(j) * stride;
+    const double r = (outputs[at] - targets[at]) / width;
+    sum += r * r;
+  }
+  // A missing output or target makes the sum NaN, and so the row's error.
+  return sum / static_cast<double>(widths.size());
+}
+
 void RegisterNormalizerTexts() {
   TLVLocalization::Instance().RegisterKeys(
       {"ErrHelperMinMax", "ErrNormalizeToFloat", "ErrNormalizeToVector", "ErrDenormalizeFloat",

@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "core/LV_Block.h"
 #include "core/LV_ColumnInfo.h"
@@ -192,6 +193,16 @@ TLVValue CellFromNumber(double value, TLVDataType type);
 
 // The position of `value` among `count` sorted numbers, or -1.
 int32_t FindSortedNumber(const double* sorted, int32_t count, double value);
+
+// Appends the widths of the normalizer's output components (high minus low of each
+// component's range), by which a row's error scales its differences.
+void AppendOutputWidths(const TLVNormalizer& normalizer, std::vector<double>& widths);
+
+// The error of one row: the mean over the components of ((output - target) / width)^2,
+// a width of zero counting as one. Component j of the row stands at [j * stride] of
+// `outputs` and `targets`. NaN when any output or target is missing.
+double LVRowError(const double* outputs, const double* targets, ptrdiff_t stride,
+                  std::span<const double> widths);
 
 void RegisterNormalizerTexts();
 

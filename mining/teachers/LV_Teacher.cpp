@@ -101,11 +101,7 @@ void TLVErrorCalcTeacher::StartTeach() {
   TLVTunedNormDataSource& tuned = *Data().GetTunedNormDataSource();
   std::vector<double> widths;
   for (int32_t index : tuned.OutputColumns()) {
-    const TLVNormalizer& normalizer = tuned.RequireNormalizer(index);
-    for (int32_t j = 0; j < normalizer.OutputWidth(); ++j) {
-      const auto [low, high] = normalizer.OutputRange(j);
-      widths.push_back(high - low);
-    }
+    AppendOutputWidths(tuned.RequireNormalizer(index), widths);
   }
   SetOutputRanges(std::move(widths));
 }
@@ -118,20 +114,10 @@ void TLVErrorCalcTeacher::AddRow(std::span<const double> outputs, std::span<cons
 void TLVErrorCalcTeacher::AddRows(const double* outputs, const double* targets, ptrdiff_t ld,
                                   TLVRowIndex rows, TLVDataSourceType set) {
   TLVSetErrors& errors = errors_[static_cast<size_t>(set)];
-  const auto m = static_cast<ptrdiff_t>(widths_.size());
   for (TLVRowIndex i = 0; i < rows; ++i) {
-    double sum = 0;
-    bool missing = false;
-    for (ptrdiff_t j = 0; j < m; ++j) {
-      const double target = targets[j * ld + i];
-      missing |= std::isnan(target) || std::isnan(outputs[j * ld + i]);
-      const double width =
-          widths_[static_cast<size_t>(j)] != 0 ? widths_[static_cast<size_t>(j)] : 1;
-      const double r = (outputs[j * ld + i] - target) / width;
-      sum += r * r;
-    }
-    if (missing) continue;
-    const double e = m > 0 ? sum / static_cast<double>(m) : 0.0;
+    // Rows with a missing output or target stay out of the statistics.
+    const double e = LVRowError(outputs + i, targets + i, ld, widths_);
+    if (std::isnan(e)) continue;
     if (e > errors.maxError) errors.maxError = e;
     if (e < recognitionErr_) ++errors.recognized;
     errors.errorSum += e;
@@ -307,9 +293,10 @@ void TLVEpochTeacher::LoadFrom(const ILVSettingsSection& section) {
 
 void RegisterTeacherTexts() {
   TLVLocalization::Instance().RegisterKeys(
-      {"ErrNoKernel", "ErrNoContinueTeach", "ErrModelNoInputs", "ErrModelNoOutputs", "TeachResultCaption", "TeachResult0", "TeachResult1",
-       "TeachResult2", "TeachResult3", "TeachResult4", "TeachResult5", "TeachEpochsCaption",
-       "TeacherInitKernelCaption", "TeacherRecognitionErrCaption", "TeacherMaxEpochCountCaption",
+      {"ErrNoKernel", "ErrNoContinueTeach", "ErrModelNoInputs", "ErrModelNoOutputs",
+       "TeachResultCaption", "TeachResult0", "TeachResult1", "TeachResult2", "TeachResult3",
+       "TeachResult4", "TeachResult5", "TeachEpochsCaption", "TeacherInitKernelCaption",
+       "TeacherRecognitionErrCaption", "TeacherMaxEpochCountCaption",
        "TeacherCurrentEpochCaption"});
 }
 
