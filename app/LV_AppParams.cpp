@@ -2,12 +2,12 @@
 
 #include <set>
 
-#include "core/LV_CodePage.h"
-#include "core/LV_DataCacheCleanup.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_ReadFile.h"
-#include "core/LV_Vendor.h"
+#include "core/cache/LV_DataCacheCleanup.h"
+#include "core/platform/LV_ReadFile.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/text/LV_CodePage.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "project/LV_Project.h"
 
 namespace lv {

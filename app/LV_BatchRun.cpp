@@ -7,13 +7,13 @@
 #include <new>
 
 #include "app/LV_StopSignals.h"
-#include "core/LV_DataEngine.h"
-#include "core/LV_DataIntf.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Format.h"
-#include "core/LV_Localization.h"
-#include "core/LV_SystemError.h"
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/sources/LV_DataEngine.h"
+#include "core/sources/LV_DataIntf.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Format.h"
+#include "core/text/LV_Localization.h"
+#include "core/text/LV_SystemError.h"
 #include "mining/models/LV_ModelHandler.h"
 
 namespace lv {

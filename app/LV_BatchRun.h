@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_Progress.h"
+#include "core/sources/LV_Progress.h"
 #include "env/LV_Logger.h"
 #include "project/LV_Project.h"
 

@@ -4,10 +4,10 @@
 #include <optional>
 #include <vector>
 
-#include "core/LV_Errors.h"
-#include "core/LV_Format.h"
-#include "core/LV_Localization.h"
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Format.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 

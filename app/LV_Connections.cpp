@@ -2,10 +2,10 @@
 
 #include <set>
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_ReadFile.h"
-#include "core/LV_Vendor.h"
+#include "core/platform/LV_ReadFile.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "env/LV_Logger.h"
 #include "project/LV_ConfigXML.h"
 

@@ -16,9 +16,9 @@
 #include <memory>
 #include <random>
 
-#include "core/LV_Convert.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
+#include "core/columns/LV_Convert.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 

@@ -22,11 +22,11 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Collection.h"
-#include "core/LV_EnumSet.h"
-#include "core/LV_FormatSettings.h"
-#include "core/LV_Types.h"
-#include "core/LV_Value.h"
+#include "core/columns/LV_EnumSet.h"
+#include "core/columns/LV_Types.h"
+#include "core/columns/LV_Value.h"
+#include "core/registry/LV_Collection.h"
+#include "core/text/LV_FormatSettings.h"
 
 namespace lv {
 

@@ -13,12 +13,12 @@
 #include <filesystem>
 #include <thread>
 
-#include "core/LV_Convert.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Format.h"
-#include "core/LV_FormatSettings.h"
-#include "core/LV_Localization.h"
-#include "core/LV_SystemError.h"
+#include "core/columns/LV_Convert.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Format.h"
+#include "core/text/LV_FormatSettings.h"
+#include "core/text/LV_Localization.h"
+#include "core/text/LV_SystemError.h"
 #include "env/LV_EnvVariables.h"
 
 namespace lv {

@@ -26,8 +26,8 @@
 #include <typeinfo>
 #include <utility>
 
-#include "core/LV_ClassRef.h"
-#include "core/LV_Types.h"
+#include "core/columns/LV_Types.h"
+#include "core/registry/LV_ClassRef.h"
 
 namespace lv {
 

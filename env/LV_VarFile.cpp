@@ -5,9 +5,9 @@
 #include <limits>
 #include <optional>
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_ReadFile.h"
+#include "core/platform/LV_ReadFile.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 

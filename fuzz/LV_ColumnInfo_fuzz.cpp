@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "core/LV_ColumnInfo.h"
 #include "core/LV_CoreStartup.h"
-#include "core/LV_Errors.h"
+#include "core/columns/LV_ColumnInfo.h"
+#include "core/text/LV_Errors.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static bool started = (lv::CoreStartup(), true);

@@ -15,7 +15,7 @@
 #include "app/LV_AppMain.h"
 #include "app/LV_AppParams.h"
 #include "app/LV_CommandLine.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 
 namespace {
 

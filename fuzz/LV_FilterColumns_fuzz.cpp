@@ -7,10 +7,10 @@
 #include <string_view>
 
 #include "app/LV_AppMain.h"
-#include "core/LV_CachedDataSource.h"
-#include "core/LV_Errors.h"
+#include "core/sources/LV_CachedDataSource.h"
+#include "core/text/LV_Errors.h"
 #include "project/LV_ConfigXML.h"
-#include "transform/LV_FilterData.h"
+#include "transform/filter/LV_FilterData.h"
 
 namespace {
 

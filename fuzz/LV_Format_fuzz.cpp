@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "core/LV_CoreStartup.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Format.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Format.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static bool started = (lv::CoreStartup(), true);

@@ -7,10 +7,10 @@
 #include <string_view>
 
 #include "core/LV_CoreStartup.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "env/LV_EnvStartup.h"
-#include "transform/LV_FloatCLineParser.h"
 #include "transform/LV_TransformStartup.h"
+#include "transform/formula/LV_FloatCLineParser.h"
 
 namespace {
 

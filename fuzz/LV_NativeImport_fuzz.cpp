@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "core/LV_CoreStartup.h"
-#include "core/LV_DataCache.h"
-#include "core/LV_Errors.h"
-#include "core/LV_RowParts.h"
+#include "core/cache/LV_DataCache.h"
+#include "core/platform/LV_RowParts.h"
+#include "core/text/LV_Errors.h"
 #include "env/LV_EnvStartup.h"
 #include "io/LV_IoStartup.h"
 #include "io/LV_NativeFile.h"

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "app/LV_AppMain.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "project/LV_ProjectFile.h"
 
 namespace {

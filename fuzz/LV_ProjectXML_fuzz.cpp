@@ -9,7 +9,7 @@
 #include <string>
 
 #include "app/LV_AppMain.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "project/LV_Project.h"
 
 namespace {

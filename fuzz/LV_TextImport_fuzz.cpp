@@ -16,9 +16,9 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_CodePage.h"
 #include "core/LV_CoreStartup.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_CodePage.h"
+#include "core/text/LV_Errors.h"
 #include "env/LV_EnvStartup.h"
 #include "io/LV_IoStartup.h"
 #include "io/LV_TextFields.h"

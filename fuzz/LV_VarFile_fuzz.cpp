@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "core/LV_CoreStartup.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "env/LV_EnvStartup.h"
 #include "env/LV_VarFile.h"
 

@@ -10,12 +10,12 @@
 #include <emmintrin.h>
 #endif
 
-#include "core/LV_Block.h"
-#include "core/LV_Bytes.h"
-#include "core/LV_CodePage.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_SafeFile.h"
+#include "core/columns/LV_Block.h"
+#include "core/platform/LV_Bytes.h"
+#include "core/platform/LV_SafeFile.h"
+#include "core/text/LV_CodePage.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "io/LV_TextStream.h"
 #include "io/LV_TextValues.h"
 

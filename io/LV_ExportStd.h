@@ -23,10 +23,10 @@
 #include <string>
 #include <string_view>
 
-#include "core/LV_Collection.h"
-#include "core/LV_Component.h"
-#include "core/LV_DataIntf.h"
-#include "core/LV_Progress.h"
+#include "core/registry/LV_Collection.h"
+#include "core/sources/LV_Component.h"
+#include "core/sources/LV_DataIntf.h"
+#include "core/sources/LV_Progress.h"
 #include "io/LV_TextSettings.h"
 
 namespace lv {

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "core/LV_ColumnInfo.h"
-#include "core/LV_DataIntf.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Format.h"
-#include "core/LV_Localization.h"
-#include "core/LV_Progress.h"
-#include "core/LV_SafeFile.h"
+#include "core/columns/LV_ColumnInfo.h"
+#include "core/platform/LV_SafeFile.h"
+#include "core/sources/LV_DataIntf.h"
+#include "core/sources/LV_Progress.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Format.h"
+#include "core/text/LV_Localization.h"
 #include "env/LV_EnvVariables.h"
 #include "io/LV_NativeFile.h"
 

@@ -16,8 +16,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Component.h"
-#include "core/LV_Properties.h"
+#include "core/registry/LV_Properties.h"
+#include "core/sources/LV_Component.h"
 
 namespace lv {
 

@@ -11,13 +11,13 @@
 #include <stdexcept>
 #include <utility>
 
-#include "core/LV_Bytes.h"
-#include "core/LV_DataCache.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Format.h"
-#include "core/LV_Localization.h"
-#include "core/LV_Progress.h"
-#include "core/LV_RowParts.h"
+#include "core/platform/LV_Bytes.h"
+#include "core/cache/LV_DataCache.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Format.h"
+#include "core/text/LV_Localization.h"
+#include "core/sources/LV_Progress.h"
+#include "core/platform/LV_RowParts.h"
 
 namespace lv {
 

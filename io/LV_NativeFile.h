@@ -26,9 +26,9 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Block.h"
-#include "core/LV_CodePage.h"
-#include "core/LV_Types.h"
+#include "core/columns/LV_Block.h"
+#include "core/columns/LV_Types.h"
+#include "core/text/LV_CodePage.h"
 
 namespace lv {
 

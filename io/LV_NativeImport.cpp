@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/LV_Localization.h"
+#include "core/text/LV_Localization.h"
 #include "env/LV_EnvVariables.h"
 #include "io/LV_NativeFile.h"
 

@@ -16,9 +16,9 @@
 
 #include <string>
 
-#include "core/LV_CachedDataSource.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Properties.h"
+#include "core/registry/LV_Properties.h"
+#include "core/sources/LV_CachedDataSource.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv {
 

@@ -1,6 +1,6 @@
 #include "io/LV_NativeVendor.h"
 
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
 #include "io/LV_NativeExport.h"
 #include "io/LV_NativeFile.h"
 #include "io/LV_NativeImport.h"

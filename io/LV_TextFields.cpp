@@ -7,7 +7,7 @@
 #include <emmintrin.h>
 #endif
 
-#include "core/LV_Bytes.h"
+#include "core/platform/LV_Bytes.h"
 
 namespace lv {
 

@@ -24,7 +24,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Block.h"
+#include "core/columns/LV_Block.h"
 
 namespace lv {
 

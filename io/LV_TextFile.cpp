@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <unordered_set>
 
-#include "core/LV_Bytes.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
+#include "core/platform/LV_Bytes.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "env/LV_Logger.h"
 #include "io/LV_TextFields.h"
 #include "io/LV_TextValues.h"

@@ -31,8 +31,8 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_CachedDataSource.h"
-#include "core/LV_Progress.h"
+#include "core/sources/LV_CachedDataSource.h"
+#include "core/sources/LV_Progress.h"
 #include "io/LV_TextFileColumns.h"
 #include "io/LV_TextSettings.h"
 #include "io/LV_TextStream.h"

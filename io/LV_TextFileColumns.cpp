@@ -1,7 +1,7 @@
 #include "io/LV_TextFileColumns.h"
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 

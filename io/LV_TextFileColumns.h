@@ -11,8 +11,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "core/LV_ColumnInfo.h"
-#include "core/LV_Properties.h"
+#include "core/columns/LV_ColumnInfo.h"
+#include "core/registry/LV_Properties.h"
 
 namespace lv {
 

@@ -1,6 +1,6 @@
 #include "io/LV_TextFileVendor.h"
 
-#include "core/LV_Localization.h"
+#include "core/text/LV_Localization.h"
 #include "io/LV_ExportStd.h"
 #include "io/LV_TextFile.h"
 #include "io/LV_TextFileColumns.h"

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
 
 namespace lv {
 

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "env/LV_EnvVariables.h"
 
 namespace lv {

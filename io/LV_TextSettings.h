@@ -14,12 +14,12 @@
 #include <string>
 #include <string_view>
 
-#include "core/LV_CodePage.h"
-#include "core/LV_Component.h"
-#include "core/LV_FormatSettings.h"
-#include "core/LV_Properties.h"
-#include "core/LV_Settings.h"
-#include "core/LV_Types.h"
+#include "core/columns/LV_Types.h"
+#include "core/registry/LV_Properties.h"
+#include "core/registry/LV_Settings.h"
+#include "core/sources/LV_Component.h"
+#include "core/text/LV_CodePage.h"
+#include "core/text/LV_FormatSettings.h"
 
 namespace lv {
 

@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <cstring>
 
-#include "core/LV_Bytes.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_SystemError.h"
+#include "core/platform/LV_Bytes.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
+#include "core/text/LV_SystemError.h"
 
 namespace lv {
 

@@ -23,7 +23,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_CodePage.h"
+#include "core/text/LV_CodePage.h"
 
 namespace lv {
 

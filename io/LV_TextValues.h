@@ -23,8 +23,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Convert.h"
-#include "core/LV_FormatSettings.h"
+#include "core/columns/LV_Convert.h"
+#include "core/text/LV_FormatSettings.h"
 
 namespace lv {
 

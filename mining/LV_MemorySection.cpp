@@ -1,6 +1,6 @@
 #include "mining/LV_MemorySection.h"
 
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv {
 

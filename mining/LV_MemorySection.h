@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/LV_Settings.h"
+#include "core/registry/LV_Settings.h"
 
 namespace lv {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Properties.h"
-#include "core/LV_Settings.h"
+#include "core/registry/LV_Properties.h"
+#include "core/registry/LV_Settings.h"
 
 namespace lv {
 

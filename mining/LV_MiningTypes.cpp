@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "core/LV_Localization.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 

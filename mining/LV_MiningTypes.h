@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "core/LV_EnumSet.h"
-#include "core/LV_Types.h"
+#include "core/columns/LV_EnumSet.h"
+#include "core/columns/LV_Types.h"
 
 namespace lv {
 

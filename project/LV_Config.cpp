@@ -1,11 +1,11 @@
 #include "project/LV_Config.h"
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_Properties.h"
-#include "core/LV_ReadFile.h"
-#include "core/LV_SafeFile.h"
-#include "core/LV_Vendor.h"
+#include "core/platform/LV_ReadFile.h"
+#include "core/platform/LV_SafeFile.h"
+#include "core/registry/LV_Properties.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 

@@ -27,9 +27,9 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Settings.h"
-#include "core/LV_Types.h"
-#include "core/LV_Value.h"
+#include "core/columns/LV_Types.h"
+#include "core/columns/LV_Value.h"
+#include "core/registry/LV_Settings.h"
 
 namespace lv {
 

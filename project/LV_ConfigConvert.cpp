@@ -2,10 +2,10 @@
 
 #include <typeinfo>
 
-#include "core/LV_ClassRef.h"
-#include "core/LV_Component.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_ClassRef.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/sources/LV_Component.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv {
 

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 

@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <random>
 
-#include "core/LV_DataIntf.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_Properties.h"
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Properties.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/sources/LV_DataIntf.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "project/LV_ConfigConvert.h"
 
 namespace lv {

@@ -20,7 +20,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Component.h"
+#include "core/sources/LV_Component.h"
 #include "project/LV_Config.h"
 
 namespace lv {

@@ -33,9 +33,9 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Collection.h"
-#include "core/LV_Format.h"
-#include "core/LV_Properties.h"
+#include "core/registry/LV_Collection.h"
+#include "core/registry/LV_Properties.h"
+#include "core/text/LV_Format.h"
 #include "env/LV_EnvVariables.h"
 #include "project/LV_Config.h"
 #include "project/LV_ModelTree.h"

@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/LV_Properties.h"
+#include "core/registry/LV_Properties.h"
 
 namespace lv {
 

@@ -1,6 +1,6 @@
 #include "project/LV_SettingsReference.h"
 
-#include "core/LV_Localization.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
 
 namespace lv {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv::test {
 

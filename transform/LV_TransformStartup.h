@@ -1,6 +1,6 @@
-// Start-up of the transformation units: their text keys, the built-in functions of the
-// formula language and their node kinds in the catalogue. Called once by the program
-// (and the transform tests) after CoreStartup and EnvStartup.
+// Start-up of the transformation node families: the formula language they share, then
+// each family's text keys and node kinds, one registration call per family sub-folder.
+// Called once by the program (and the transform tests) after CoreStartup and EnvStartup.
 #pragma once
 
 namespace lv {

@@ -4,8 +4,8 @@
 #include <cctype>
 #include <cmath>
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "mining/LV_MiningSettings.h"
 
 namespace lv {

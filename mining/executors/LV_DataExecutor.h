@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_DerivedDataSource.h"
+#include "core/sources/LV_DerivedDataSource.h"
 #include "mining/LV_MiningTypes.h"
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/teachers/LV_AnalyticKernel.h"

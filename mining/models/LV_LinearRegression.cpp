@@ -3,8 +3,8 @@
 #include <Eigen/Dense>
 #include <cmath>
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "mining/LV_MiningSettings.h"
 
 namespace lv {

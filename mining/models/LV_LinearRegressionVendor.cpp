@@ -1,7 +1,7 @@
 #include "mining/models/LV_LinearRegressionVendor.h"
 
-#include "core/LV_Vendor.h"
-#include "core/LV_VendorGroups.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/registry/LV_VendorGroups.h"
 #include "mining/models/LV_LinearRegression.h"
 
 namespace lv {

@@ -1,8 +1,8 @@
 #include "mining/models/LV_ModelHandler.h"
 
-#include "core/LV_Errors.h"
-#include "core/LV_Format.h"
-#include "core/LV_Localization.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Format.h"
+#include "core/text/LV_Localization.h"
 #include "mining/LV_MemorySection.h"
 
 namespace lv {

@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-#include "core/LV_Component.h"
+#include "core/sources/LV_Component.h"
 #include "mining/executors/LV_DataExecutor.h"
 #include "mining/teach/LV_TeachDataSource.h"
 #include "mining/teachers/LV_Teacher.h"

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <vector>
 
-#include "core/LV_Convert.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_Properties.h"
+#include "core/columns/LV_Convert.h"
+#include "core/registry/LV_Properties.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "mining/LV_MiningSettings.h"
 
 namespace lv {

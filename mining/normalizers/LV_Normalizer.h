@@ -19,10 +19,10 @@
 #include <utility>
 #include <vector>
 
-#include "core/LV_Block.h"
-#include "core/LV_ColumnInfo.h"
-#include "core/LV_Settings.h"
-#include "core/LV_Value.h"
+#include "core/columns/LV_Block.h"
+#include "core/columns/LV_ColumnInfo.h"
+#include "core/columns/LV_Value.h"
+#include "core/registry/LV_Settings.h"
 
 namespace lv {
 

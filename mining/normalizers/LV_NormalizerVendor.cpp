@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "core/LV_Localization.h"
+#include "core/text/LV_Localization.h"
 #include "mining/normalizers/LV_BaseCategoryNormalizer.h"
 #include "mining/normalizers/LV_BitMaskNormalizer.h"
 #include "mining/normalizers/LV_LinearNormalizer.h"

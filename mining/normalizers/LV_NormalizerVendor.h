@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
 #include "mining/normalizers/LV_Normalizer.h"
 
 namespace lv {

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "core/LV_ColumnStats.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
+#include "core/columns/LV_ColumnStats.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "mining/LV_MiningSettings.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
 

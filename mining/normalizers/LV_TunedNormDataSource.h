@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_Progress.h"
-#include "core/LV_TunedDataSource.h"
+#include "core/sources/LV_Progress.h"
+#include "core/sources/LV_TunedDataSource.h"
 #include "mining/normalizers/LV_Normalizer.h"
 
 namespace lv {

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "core/LV_Types.h"
+#include "core/columns/LV_Types.h"
 #include "mining/normalizers/LV_Normalizer.h"
 
 namespace lv {

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <utility>
 
-#include "core/LV_Settings.h"
+#include "core/registry/LV_Settings.h"
 
 namespace lv {
 

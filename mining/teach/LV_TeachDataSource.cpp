@@ -4,10 +4,10 @@
 #include <cmath>
 #include <numeric>
 
-#include "core/LV_ColumnStats.h"
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_Properties.h"
+#include "core/columns/LV_ColumnStats.h"
+#include "core/registry/LV_Properties.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "mining/LV_MiningSettings.h"
 #include "mining/normalizers/LV_UniqueValuesNormalizer.h"
 

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_FilteredDataSource.h"
-#include "core/LV_Progress.h"
+#include "core/sources/LV_FilteredDataSource.h"
+#include "core/sources/LV_Progress.h"
 #include "mining/LV_MiningTypes.h"
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"

@@ -1,6 +1,6 @@
 #include "mining/teachers/LV_AnalyticKernel.h"
 
-#include "core/LV_Properties.h"
+#include "core/registry/LV_Properties.h"
 
 namespace lv {
 

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Block.h"
-#include "core/LV_Settings.h"
+#include "core/columns/LV_Block.h"
+#include "core/registry/LV_Settings.h"
 #include "mining/LV_MiningTypes.h"
 
 namespace lv {

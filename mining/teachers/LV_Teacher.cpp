@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/LV_Errors.h"
-#include "core/LV_Localization.h"
-#include "core/LV_Properties.h"
+#include "core/registry/LV_Properties.h"
+#include "core/text/LV_Errors.h"
+#include "core/text/LV_Localization.h"
 #include "mining/LV_MiningSettings.h"
 
 namespace lv {

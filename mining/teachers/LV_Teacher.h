@@ -16,7 +16,7 @@
 #include <span>
 #include <string>
 
-#include "core/LV_Progress.h"
+#include "core/sources/LV_Progress.h"
 #include "mining/LV_MiningTypes.h"
 #include "mining/teach/LV_TeachDataSource.h"
 #include "mining/teachers/LV_AnalyticKernel.h"

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "LV_TestHelpers.h"
-#include "core/LV_CodePage.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_CodePage.h"
+#include "core/text/LV_Errors.h"
 #include "project/LV_Project.h"
 
 namespace lv {

@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "app/LV_AppMain.h"
-#include "core/LV_Localization.h"
+#include "core/text/LV_Localization.h"
 #include "env/LV_EnvStartup.h"
 #include "io/LV_IoStartup.h"
+#include "mining/LV_MiningStartup.h"
 #include "project/LV_ProjectStartup.h"
 #include "project/LV_ProjectTestKinds.h"
-#include "mining/LV_MiningStartup.h"
 #include "transform/LV_TransformStartup.h"
 
 namespace lv {

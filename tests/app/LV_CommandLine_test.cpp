@@ -7,7 +7,7 @@
 
 #include "LV_TestHelpers.h"
 #include "app/LV_AppTestHelpers.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv {
 namespace {

@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/LV_Block.h"
+#include "core/columns/LV_Block.h"
 #include "project/LV_ProjectTestHelpers.h"
 
 extern char** environ;

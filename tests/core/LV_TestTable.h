@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_DerivedDataSource.h"
-#include "core/LV_Progress.h"
+#include "core/sources/LV_DerivedDataSource.h"
+#include "core/sources/LV_Progress.h"
 
 namespace lv::test {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_Localization.h"
+#include "core/text/LV_Localization.h"
 
 namespace lv {
 namespace {

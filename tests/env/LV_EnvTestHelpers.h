@@ -14,7 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "LV_TestHelpers.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv::test {
 

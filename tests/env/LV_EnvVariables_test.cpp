@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <regex>
 
-#include "core/LV_Convert.h"
-#include "core/LV_Errors.h"
+#include "core/columns/LV_Convert.h"
+#include "core/text/LV_Errors.h"
 #include "tests/env/LV_EnvTestHelpers.h"
 
 namespace lv {

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "tests/env/LV_EnvTestHelpers.h"
 
 namespace lv {

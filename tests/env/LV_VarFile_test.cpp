@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "tests/env/LV_EnvTestHelpers.h"
 
 namespace lv {

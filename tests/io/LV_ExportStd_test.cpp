@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_Convert.h"
 #include "core/LV_TestTable.h"
+#include "core/columns/LV_Convert.h"
 #include "io/LV_NativeTestHelpers.h"
 #include "io/LV_TextFile.h"
 #include "io/LV_TextTestHelpers.h"

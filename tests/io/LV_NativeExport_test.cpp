@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <map>
 
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
 #include "io/LV_NativeFile.h"
 #include "io/LV_NativeImport.h"
 #include "io/LV_NativeTestHelpers.h"

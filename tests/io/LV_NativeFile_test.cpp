@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "LV_TestHelpers.h"
-#include "core/LV_DataCache.h"
-#include "core/LV_Errors.h"
-#include "core/LV_RowParts.h"
 #include "core/LV_TestTable.h"
+#include "core/cache/LV_DataCache.h"
+#include "core/platform/LV_RowParts.h"
+#include "core/text/LV_Errors.h"
 #include "io/LV_NativeTestHelpers.h"
 
 namespace lv {

@@ -4,8 +4,8 @@
 
 #include <map>
 
-#include "core/LV_Localization.h"
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/text/LV_Localization.h"
 #include "env/LV_EnvVariables.h"
 #include "io/LV_NativeExport.h"
 #include "io/LV_NativeFile.h"

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/LV_Progress.h"
 #include "core/LV_TestTable.h"
+#include "core/sources/LV_Progress.h"
 #include "env/LV_EnvTestHelpers.h"
 
 namespace lv::test {

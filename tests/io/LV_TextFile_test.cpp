@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_Convert.h"
 #include "core/LV_TestTable.h"
-#include "core/LV_Vendor.h"
+#include "core/columns/LV_Convert.h"
+#include "core/registry/LV_Vendor.h"
 #include "env/LV_EnvVariables.h"
 #include "io/LV_NativeTestHelpers.h"
 #include "io/LV_TextTestHelpers.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "env/LV_EnvTestHelpers.h"
 
 namespace lv {

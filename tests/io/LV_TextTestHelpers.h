@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "core/LV_Convert.h"
-#include "core/LV_DataIntf.h"
-#include "core/LV_Settings.h"
 #include "core/LV_TestSection.h"
+#include "core/columns/LV_Convert.h"
+#include "core/registry/LV_Settings.h"
+#include "core/sources/LV_DataIntf.h"
 #include "env/LV_EnvTestHelpers.h"
 #include "env/LV_Logger.h"
 

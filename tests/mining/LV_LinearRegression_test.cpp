@@ -7,7 +7,7 @@
 #include "LV_MiningTestHelpers.h"
 #include "core/LV_TestSection.h"
 #include "core/LV_TestTable.h"
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Vendor.h"
 #include "mining/models/LV_LinearRegressionVendor.h"
 #include "mining/normalizers/LV_BitMaskNormalizer.h"
 #include "mining/random/LV_Random.h"

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_ColumnInfo.h"
-#include "core/LV_Errors.h"
+#include "core/columns/LV_ColumnInfo.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv::test {
 

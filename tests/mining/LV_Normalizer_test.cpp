@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "LV_MiningTestHelpers.h"
-#include "core/LV_Errors.h"
 #include "core/LV_TestSection.h"
+#include "core/text/LV_Errors.h"
 #include "mining/normalizers/LV_BaseCategoryNormalizer.h"
 #include "mining/normalizers/LV_BitMaskNormalizer.h"
 #include "mining/normalizers/LV_LinearNormalizer.h"

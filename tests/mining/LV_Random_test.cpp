@@ -6,8 +6,8 @@
 #include <numeric>
 #include <vector>
 
-#include "core/LV_Errors.h"
 #include "core/LV_TestSection.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv {
 namespace {

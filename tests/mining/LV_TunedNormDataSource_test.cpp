@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "LV_MiningTestHelpers.h"
-#include "core/LV_Errors.h"
 #include "core/LV_TestSection.h"
 #include "core/LV_TestTable.h"
+#include "core/text/LV_Errors.h"
 #include "mining/normalizers/LV_BitMaskNormalizer.h"
 #include "mining/normalizers/LV_LinearNormalizer.h"
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "project/LV_ConfigConvert.h"
 #include "project/LV_ConfigXML.h"
 #include "project/LV_ProjectTestHelpers.h"

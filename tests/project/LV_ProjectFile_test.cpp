@@ -6,7 +6,7 @@
 #include <string>
 
 #include "LV_TestHelpers.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 
 namespace lv {
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "LV_TestHelpers.h"
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "project/LV_Project.h"
 
 namespace lv::test {

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_DataSource.h"
-#include "core/LV_Progress.h"
-#include "core/LV_Properties.h"
-#include "core/LV_Vendor.h"
+#include "core/registry/LV_Properties.h"
+#include "core/registry/LV_Vendor.h"
+#include "core/sources/LV_DataSource.h"
+#include "core/sources/LV_Progress.h"
 #include "project/LV_Config.h"
 #include "project/LV_ConfigConvert.h"
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "core/LV_Errors.h"
+#include "core/text/LV_Errors.h"
 #include "project/LV_ProjectTestHelpers.h"
 #include "project/LV_ProjectTestKinds.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "core/LV_Localization.h"
+#include "core/text/LV_Localization.h"
 #include "env/LV_EnvStartup.h"
 
 namespace lv {
