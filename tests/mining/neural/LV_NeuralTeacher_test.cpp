@@ -84,6 +84,52 @@ TEST(NeuralTeacher, RPropStepRuleOnAHandMadeSequence) {
   EXPECT_DOUBLE_EQ(step, 1e-3);  // and bounded by the smallest
 }
 
+// The gradient of half the squared error of one row at the network's weights.
+std::vector<double> GradientAt(const TLVNeuralMatrices& dense, std::vector<double> params,
+                               const std::vector<double>& in, const std::vector<double>& target) {
+  TLVNeuralMatrices at = dense;
+  at.params = std::move(params);
+  TLVNeuralMatrices::TWork work;
+  std::vector<double> gradient(at.params.size(), 0.0);
+  at.Forward(in.data(), 1, 1, work, true);
+  at.Backward(target.data(), 1, work, gradient.data());
+  return gradient;
+}
+
+TEST(NeuralTeacher, OnlineUpdateHasMomentumOnLinksOnly) {
+  // One training row (a = b = y = 0), so every epoch is one update.
+  auto table = XorTable(1);
+  TLVNeuralNetHandler model;
+  Tune(model, table, LA::laBackProp, 1);
+  model.TeachDataSource().SetPercent(kTeach, 25);
+  TeacherOf(model).SetTeachRate(0.3);
+  TeacherOf(model).SetMoment(0.5);
+  model.Teach(nullptr);
+  ASSERT_EQ(model.TeachDataSource().Rows(kTeach), std::vector<TLVRowIndex>{0});
+  const TLVNeuralMatrices first = NetOf(model).Matrices();
+  const std::vector<TLVTeachParms> firstParms = NetOf(model).TeachParms();
+  TeacherOf(model).SetInitKernel(false);
+  TeacherOf(model).SetMaxEpochCount(2);
+  model.Teach(nullptr);
+  const TLVNeuralMatrices second = NetOf(model).Matrices();
+  const std::vector<TLVTeachParms> secondParms = NetOf(model).TeachParms();
+
+  const std::vector<double> in = {0, 0}, target = {0};
+  std::vector<double> start = first.params;
+  for (size_t i = 0; i < start.size(); ++i) start[i] -= firstParms[i].prevUpdate;
+  const std::vector<double> g0 = GradientAt(first, start, in, target);
+  const std::vector<double> g1 = GradientAt(first, first.params, in, target);
+  for (size_t i = 0; i < start.size(); ++i) {
+    EXPECT_NEAR(firstParms[i].prevUpdate, -0.3 * g0[i], 1e-15) << i;
+    const double momentum = first.weightMask[i] * 0.5 * firstParms[i].prevUpdate;
+    EXPECT_NEAR(secondParms[i].prevUpdate, momentum - 0.3 * g1[i], 1e-15) << i;
+    EXPECT_NEAR(second.params[i], first.params[i] + secondParms[i].prevUpdate, 1e-15) << i;
+  }
+  // The shifts are the last entries of each layer; at least one moved without momentum.
+  EXPECT_EQ(first.weightMask[first.layers[1].shiftOffset], 0);
+  EXPECT_NE(g1[first.layers[2].shiftOffset], 0);
+}
+
 TEST(NeuralTeacher, EveryAlgorithmLearnsXor) {
   for (LA algorithm : {LA::laRProp, LA::laCG, LA::laBackProp}) {
     TLVNeuralNetHandler model;
