@@ -1,5 +1,6 @@
 #include "mining/neural/LV_ActivFunc.h"
 
+#include <Eigen/Core>
 #include <array>
 #include <cmath>
 #include <numbers>
@@ -34,6 +35,16 @@ double Sigmoid(double alpha, double x) {
   const double e = std::exp(-t);
   if (std::isnan(t) || std::isinf(e)) return 0.5 * (SignOf(t) + 1);
   return 1 / (1 + e);
+}
+
+// The sigmoid of a run with a finite slope, vectorized: the exponential of whole packets,
+// then the limits where the scalar exponential would overflow (beyond ln of the
+// largest double). Safe in place: every value is read before its result is written.
+void SigmoidRun(double alpha, const double* x, double* y, ptrdiff_t n) {
+  constexpr double kExpLimit = 709.782712893384;
+  const Eigen::Map<const Eigen::ArrayXd> in(x, n);
+  Eigen::Map<Eigen::ArrayXd> out(y, n);
+  out = (in * alpha < -kExpLimit).select(0.0, (1 + (in * -alpha).exp()).inverse());
 }
 
 double HyperTan(double alpha, double x) {
@@ -98,13 +109,13 @@ bool TLVActivationFunction::SameAs(const TLVActivationFunction& other) const {
 }
 
 double TLVActivationFunction::Compute(double x) const {
-  double y;
+  double y = 0;
   ComputeBlock(&x, &y, 1);
   return y;
 }
 
 double TLVActivationFunction::Derivative(double y) const {
-  double d;
+  double d = 0;
   DerivativeBlock(&y, &d, 1);
   return d;
 }
@@ -120,7 +131,11 @@ void TLVActivationFunction::ComputeBlock(const double* x, double* y, ptrdiff_t n
       for (ptrdiff_t i = 0; i < n; ++i) y[i] = onCompute_ ? onCompute_(x[i]) : 0.0;
       break;
     case T::afnSigmoid:
-      for (ptrdiff_t i = 0; i < n; ++i) y[i] = Sigmoid(a, x[i]);
+      if (std::isfinite(a)) {
+        SigmoidRun(a, x, y, n);
+      } else {
+        for (ptrdiff_t i = 0; i < n; ++i) y[i] = Sigmoid(a, x[i]);
+      }
       break;
     case T::afnHyperTan:
       for (ptrdiff_t i = 0; i < n; ++i) y[i] = HyperTan(a, x[i]);

@@ -66,7 +66,13 @@ int32_t TLVNeuronLink::OwnerNeuronIndex() const {
 }
 
 std::string TLVNeuronLink::LinkNeuronInfo() const {
-  return "[" + std::to_string(layer_) + ": " + std::to_string(neuron_) + "]";
+  // Appended piece by piece: GCC 12 misreads "literal" + string as an overlapping copy.
+  std::string info(1, '[');
+  info += std::to_string(layer_);
+  info += ": ";
+  info += std::to_string(neuron_);
+  info += ']';
+  return info;
 }
 
 // --- TLVNeuron ---
