@@ -6,6 +6,7 @@
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
 #include "mining/LV_MiningSettings.h"
+#include "mining/normalizers/LV_LinearNormalizer.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
 
 namespace lv {
@@ -47,7 +48,11 @@ TLVNormalizer& TLVTunedNormDataSource::RequireNormalizer(int32_t index) const {
 std::unique_ptr<TLVNormalizer> TLVTunedNormDataSource::NewNormalizer(
     const TLVNormalizerVendor& vendor) const {
   std::unique_ptr<TLVNormalizer> normalizer = vendor.Create();
-  if (unitRange_ && normalizer->Helper()) normalizer->Helper()->SetEnabled(true);
+  // Only the linear one: the range of a constant or one-valued column is empty, and
+  // mapping from it would turn every value into NaN.
+  if (unitRange_ && normalizer->ClassName() == TLVLinearNormalizer::kClassName) {
+    normalizer->Helper()->SetEnabled(true);
+  }
   return normalizer;
 }
 

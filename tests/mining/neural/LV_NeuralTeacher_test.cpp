@@ -317,7 +317,11 @@ TEST(NeuralTeacher, OutputsComeBackInTheColumnsValues) {
   TLVNeuralNetHandler model;
   Tune(model, table, LA::laRProp, 1000);
   model.TeachDataSource().SetPercent(TLVDataSourceType::dstTest, 30);
+  // A one-valued text input takes part without spoiling the rows.
+  model.TunedNormDataSource().Columns()[3].SetDataStatus(TLVDataStatus::dsInput);
   model.Teach(nullptr);
+  EXPECT_TRUE(model.TunedNormDataSource().Normalizer(2)->Helper()->GetEnabled());
+  EXPECT_FALSE(model.TunedNormDataSource().Normalizer(3)->Helper()->GetEnabled());
   ILVDataSource& out = *model.GetDataSourceIntf();
   const int32_t result = out.GetColumnsInfo().IndexOfColumn("y_OUT");
   const int32_t error = out.GetColumnsInfo().IndexOfColumn("y_ERR");
@@ -335,6 +339,18 @@ TEST(NeuralTeacher, OutputsComeBackInTheColumnsValues) {
   EXPECT_GT(model.Teacher().Errors(TLVDataSourceType::dstTest).rows, 0);
   EXPECT_TRUE(
       model.TeachSummary().starts_with("Обучение завершено. Обучающее множество: строк 140"));
+}
+
+TEST(NeuralTeacher, LargeSetTrainsInTwoPartsReproducibly) {
+  // Enough rows for the batch passes to run in two parts on two threads.
+  std::vector<double> params[2];
+  for (auto& result : params) {
+    TLVNeuralNetHandler model;
+    Tune(model, XorTable(4200), LA::laCG, 3);
+    model.Teach(nullptr);
+    result = NetOf(model).Matrices().params;
+  }
+  EXPECT_EQ(params[0], params[1]);
 }
 
 TEST(NeuralTeacher, NeuralNetIsInTheDataMiningCatalogue) {
