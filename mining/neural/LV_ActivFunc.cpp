@@ -37,14 +37,17 @@ double Sigmoid(double alpha, double x) {
   return 1 / (1 + e);
 }
 
-// The sigmoid of a run with a finite slope, vectorized: the exponential of whole packets,
-// then the limits where the scalar exponential would overflow (beyond ln of the
-// largest double). Safe in place: every value is read before its result is written.
+// The sigmoid of a run with a finite slope, vectorized: the exponential of whole packets
+// first, then 1 / (1 + e), with 0 where the exponential overflows (Eigen's clamps at the
+// largest double instead of giving infinity). Safe in place: each step is elementwise.
 void SigmoidRun(double alpha, const double* x, double* y, ptrdiff_t n) {
-  constexpr double kExpLimit = 709.782712893384;
-  const Eigen::Map<const Eigen::ArrayXd> in(x, n);
-  Eigen::Map<Eigen::ArrayXd> out(y, n);
-  out = (in * alpha < -kExpLimit).select(0.0, (1 + (in * -alpha).exp()).inverse());
+  if (n < 4) {  // a single value (Compute) is not worth the packets
+    for (ptrdiff_t i = 0; i < n; ++i) y[i] = Sigmoid(alpha, x[i]);
+    return;
+  }
+  constexpr double kOverflow = 1e308;
+  Eigen::Map<Eigen::ArrayXd>(y, n) = (Eigen::Map<const Eigen::ArrayXd>(x, n) * -alpha).exp();
+  for (ptrdiff_t i = 0; i < n; ++i) y[i] = y[i] >= kOverflow ? 0.0 : 1 / (1 + y[i]);
 }
 
 double HyperTan(double alpha, double x) {

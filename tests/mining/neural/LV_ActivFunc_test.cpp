@@ -71,6 +71,18 @@ TEST(ActivationFunction, OverflowGivesTheLimits) {
   EXPECT_EQ(arctan.Compute(0), 0);
   // A missing value stays missing.
   EXPECT_TRUE(std::isnan(sigmoid.Compute(std::nan(""))));
+  // The same over a block, which takes the vectorized path.
+  const double x[] = {-1e6, -800, -700, 0, 2, 1e6, std::nan(""), -inf};
+  double y[8];
+  sigmoid.ComputeBlock(x, y, 8);
+  EXPECT_EQ(y[0], 0);
+  EXPECT_EQ(y[1], 0);
+  EXPECT_NEAR(y[2], std::exp(-700.0), 1e-310);
+  EXPECT_EQ(y[3], 0.5);
+  EXPECT_DOUBLE_EQ(y[4], 1 / (1 + std::exp(-2.0)));
+  EXPECT_EQ(y[5], 1);
+  EXPECT_TRUE(std::isnan(y[6]));
+  EXPECT_EQ(y[7], 0);
 }
 
 TEST(ActivationFunction, DerivativesFromTheOutput) {
