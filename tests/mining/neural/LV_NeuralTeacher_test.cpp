@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -128,6 +129,43 @@ TEST(NeuralTeacher, OnlineUpdateHasMomentumOnLinksOnly) {
   // The shifts are the last entries of each layer; at least one moved without momentum.
   EXPECT_EQ(first.weightMask[first.layers[1].shiftOffset], 0);
   EXPECT_NE(g1[first.layers[2].shiftOffset], 0);
+}
+
+TEST(NeuralTeacher, ConjugateDirectionsUseTheChosenBeta) {
+  // After two epochs the saved state holds both gradients and both directions:
+  // d1 = -g1 + beta d0 with d0 = -g0, so beta can be read back and checked.
+  for (TCalcBeta rule :
+       {TCalcBeta::cbFletcherReeves, TCalcBeta::cbPolakRibiere, TCalcBeta::cbGenetic}) {
+    TLVNeuralNetHandler model;
+    Tune(model, XorTable(), LA::laCG, 1);
+    TeacherOf(model).SetCalcBeta(rule);
+    model.Teach(nullptr);
+    const std::vector<TLVTeachParms> first = NetOf(model).TeachParms();
+    TeacherOf(model).SetInitKernel(false);
+    TeacherOf(model).SetMaxEpochCount(2);
+    model.Teach(nullptr);
+    const std::vector<TLVTeachParms> second = NetOf(model).TeachParms();
+    double g0g0 = 0, g1g1 = 0, g1g0 = 0;
+    for (size_t i = 0; i < first.size(); ++i) {
+      const double g0 = first[i].prevDerivative, g1 = second[i].prevDerivative;
+      EXPECT_EQ(first[i].prevDelta, -g0);  // the first direction is the steepest descent
+      g0g0 += g0 * g0;
+      g1g1 += g1 * g1;
+      g1g0 += g1 * g0;
+    }
+    const double fr = g1g1 / g0g0, pr = (g1g1 - g1g0) / g0g0;
+    const double expected = rule == TCalcBeta::cbFletcherReeves ? fr
+                            : rule == TCalcBeta::cbPolakRibiere ? std::max(0.0, pr)
+                                                                : std::clamp(pr, 0.0, fr);
+    ASSERT_NE(fr, std::max(0.0, pr));  // the rules differ on this data
+    size_t largest = 0;
+    for (size_t i = 0; i < first.size(); ++i) {
+      if (std::abs(first[i].prevDelta) > std::abs(first[largest].prevDelta)) largest = i;
+    }
+    const double beta =
+        (second[largest].prevDelta + second[largest].prevDerivative) / first[largest].prevDelta;
+    EXPECT_NEAR(beta, expected, 1e-9 * std::max(1.0, expected)) << ValueName(rule);
+  }
 }
 
 TEST(NeuralTeacher, EveryAlgorithmLearnsXor) {
