@@ -16,12 +16,13 @@ kit=$(cd "${1:?the folder of a copy of the peer kit}" && pwd)
 cd "$(dirname "$0")/.."
 build=${LV_BENCH_BUILD:-build/rel}
 
+bash scripts/install-bench-deps.sh
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DLV_BUILD_TESTS=OFF \
   -DLV_BUILD_BENCH=ON >/dev/null
 cmake --build "$build" -j 2 --target lv_NeuralNet_bench >/dev/null
 if [ ! -f "$kit/data1m/regress.data" ]; then
   mkdir -p "$kit/data1m"
-  (cd "$kit" && python3 gen/gen_regress.py --rows 1000000 --out data1m >/dev/null)
+  (cd "$kit" && /usr/bin/python3 gen/gen_regress.py --rows 1000000 --out data1m >/dev/null)
 fi
 
 echo "load: $(cut -d' ' -f1-3 /proc/loadavg)"
