@@ -23,8 +23,9 @@ const TLVEnumDescriptor kBetaDescriptor{"TCalcBeta", kBetaNames, true, true};
 
 // Rows of one block of a batch pass: the layers' buffers stay within the cache.
 constexpr ptrdiff_t kChunkRows = 256;
-// Below this many training rows a second thread costs more than it saves. The number
-// of parts depends on the rows only, never on the machine, so sums come out the same.
+// A part gets at least this many rows: below twice as many a second thread costs more
+// than it saves. The number of parts depends on the rows only, never on the machine, so
+// sums come out the same.
 constexpr ptrdiff_t kRowsPerPart = 8192;
 // The online algorithm reshuffles the training rows every this many epochs.
 constexpr int32_t kReshuffleEpochs = 20;
