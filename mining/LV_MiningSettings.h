@@ -49,6 +49,33 @@ inline std::string RealText(double value) {
   return TLVPropertyCodec<double>::ToText(value);
 }
 
+// A list of values as one setting, separated by ';'.
+template <class V>
+std::string JoinSetting(const std::vector<V>& values) {
+  std::string text;
+  for (const V& value : values) {
+    if (!text.empty()) text += ';';
+    text += TLVPropertyCodec<V>::ToText(value);
+  }
+  return text;
+}
+
+// The values of a list written by JoinSetting; an item that is not a value raises
+// "ErrPropertyValue" naming `name`.
+template <class V>
+std::vector<V> SplitSetting(std::string_view text, std::string_view name) {
+  std::vector<V> values;
+  while (!text.empty()) {
+    const size_t end = text.find(';');
+    const std::string_view item = text.substr(0, end);
+    std::optional<V> value = TLVPropertyCodec<V>::FromText(item);
+    if (!value) RaisePropertyValue(name, item);
+    values.push_back(*value);
+    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+  }
+  return values;
+}
+
 template <class V>
 void WriteSetting(ILVSettingsSection& section, std::string_view name, const V& value) {
   section.Put(name, TLVPropertyCodec<V>::ToText(value));

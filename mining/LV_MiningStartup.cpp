@@ -3,6 +3,7 @@
 #include "mining/LV_MiningTypes.h"
 #include "mining/executors/LV_DataExecutor.h"
 #include "mining/models/LV_LinearRegressionVendor.h"
+#include "mining/neural/LV_NeuralNetVendor.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"
@@ -21,6 +22,7 @@ void MiningStartup() {
   RegisterTeacherTexts();
   RegisterDataExecutorTexts();
   RegisterLinearRegressionVendor();
+  RegisterNeuralNetVendor();
 }
 
 }  // namespace lv

@@ -47,14 +47,16 @@ const TLVEnumDescriptor& DescribeEnum(TLVExecutorColumnType) {
   return kDescriptors[4];
 }
 
-void RegisterMiningTypesTexts() {
+void RegisterEnumTexts(const TLVEnumDescriptor& descriptor) {
   TLVLocalization& texts = TLVLocalization::Instance();
-  for (const TLVEnumDescriptor& descriptor : kDescriptors) {
-    texts.RegisterKey(descriptor.CaptionKey());
-    for (size_t i = 0; i < descriptor.valueNames.size(); ++i) {
-      texts.RegisterKey(descriptor.DisplayTextKey(i));
-    }
+  texts.RegisterKey(descriptor.CaptionKey());
+  for (size_t i = 0; i < descriptor.valueNames.size(); ++i) {
+    texts.RegisterKey(descriptor.DisplayTextKey(i));
   }
+}
+
+void RegisterMiningTypesTexts() {
+  for (const TLVEnumDescriptor& descriptor : kDescriptors) RegisterEnumTexts(descriptor);
 }
 
 }  // namespace lv

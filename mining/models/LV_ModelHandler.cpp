@@ -21,6 +21,7 @@ TLVModelHandler::TLVModelHandler(TKind kind)
       teach_(std::make_unique<TLVTeachDataSource>()),
       teacher_(kind_.teacher()),
       executor_(std::make_shared<TLVDataExecutor>()) {
+  tuned_->SetUnitRange(kind_.unitRange);
   teach_->SetTunedNormDataSource(tuned_);
   teacher_->SetTeachDataSource(teach_.get());
   executor_->SetTunedNormDataSource(tuned_);
@@ -55,8 +56,8 @@ std::string TLVModelHandler::TeachSummary() const {
   const double teachMax = teach.rows > 0 ? teach.maxError : 0.0;
   const double testMax = test.rows > 0 ? test.maxError : 0.0;
   return Format(LVText("SModelTeachSummary"),
-                {TeachResultText(teacher_->GetResult()), teach.rows,
-                 teach.avgError, teachMax, test.rows, test.avgError, testMax});
+                {TeachResultText(teacher_->GetResult()), teach.rows, teach.avgError, teachMax,
+                 test.rows, test.avgError, testMax});
 }
 
 void TLVModelHandler::SaveSettingsTo(ILVSettingsSection& section) const {
@@ -69,6 +70,7 @@ void TLVModelHandler::SaveSettingsTo(ILVSettingsSection& section) const {
 
 void TLVModelHandler::LoadSettingsFrom(const ILVSettingsSection& section) {
   auto tuned = std::make_shared<TLVTunedNormDataSource>();
+  tuned->SetUnitRange(kind_.unitRange);
   auto teach = std::make_unique<TLVTeachDataSource>();
   std::unique_ptr<TLVErrorCalcTeacher> teacher = kind_.teacher();
   std::shared_ptr<TLVAnalyticKernel> kernel = kind_.kernel();

@@ -32,6 +32,8 @@ class TLVModelHandler : public TLVComponent, public ILVTeachable, public ILVMode
   struct TKind {
     std::function<std::shared_ptr<TLVAnalyticKernel>()> kernel;
     std::function<std::unique_ptr<TLVErrorCalcTeacher>()> teacher;
+    // New linear normalizers of the model's columns map to [0, 1] (their range helper on).
+    bool unitRange = false;
   };
 
   explicit TLVModelHandler(TKind kind);

@@ -6,6 +6,7 @@
 #include "core/text/LV_Errors.h"
 #include "core/text/LV_Localization.h"
 #include "mining/LV_MiningSettings.h"
+#include "mining/normalizers/LV_LinearNormalizer.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
 
 namespace lv {
@@ -44,13 +45,24 @@ TLVNormalizer& TLVTunedNormDataSource::RequireNormalizer(int32_t index) const {
   return *normalizer;
 }
 
+std::unique_ptr<TLVNormalizer> TLVTunedNormDataSource::NewNormalizer(
+    const TLVNormalizerVendor& vendor) const {
+  std::unique_ptr<TLVNormalizer> normalizer = vendor.Create();
+  // Only the linear one: the range of a constant or one-valued column is empty, and
+  // mapping from it would turn every value into NaN.
+  if (unitRange_ && normalizer->ClassName() == TLVLinearNormalizer::kClassName) {
+    normalizer->Helper()->SetEnabled(true);
+  }
+  return normalizer;
+}
+
 void TLVTunedNormDataSource::SetNormalizerClass(int32_t index, std::string_view className) {
   CheckColumnIndex(index);
   const TLVColumnInfo& column = Columns()[index];
   TLVNormalizer* current = Normalizer(index);
   if (current && current->ClassName() == className) return;
   auto vendor = LVNormalizers().Get(className);
-  std::unique_ptr<TLVNormalizer> normalizer = vendor->Create();
+  std::unique_ptr<TLVNormalizer> normalizer = NewNormalizer(*vendor);
   if (column.GetStatInfo()) {
     if (!vendor->IsApplicableTo(column)) {
       throw ELVError("ErrNormalizerNotApplicable", {vendor->Caption(), column.GetName()});
@@ -107,7 +119,7 @@ void TLVTunedNormDataSource::PrepareNormalizers(ILVProgress* progress) {
     Columns()[used[u]].SetStatInfo(stats[u]);
     std::unique_ptr<TLVNormalizer>& slot = normalizers_[Columns()[used[u]].GetName()];
     // The user's settings of a class that still applies carry over to the new statistics.
-    if (!slot || slot->ClassName() != vendors[u]->GetName()) slot = vendors[u]->Create();
+    if (!slot || slot->ClassName() != vendors[u]->GetName()) slot = NewNormalizer(*vendors[u]);
     slot->SetColumn(described[u]);
   }
 }

@@ -21,6 +21,8 @@
 
 namespace lv {
 
+class TLVNormalizerVendor;
+
 class TLVTunedNormDataSource : public TLVTunedDataSource {
  public:
   // The indexes of the columns with the purpose, in column order.
@@ -38,6 +40,12 @@ class TLVTunedNormDataSource : public TLVTunedDataSource {
   // Computes the statistics of the input and output columns and fits their normalizers;
   // a column no normalizer can serve is refused ("ErrColumnNotNormalizable").
   void PrepareNormalizers(ILVProgress* progress = nullptr);
+
+  // Whether a normalizer created from now on maps to its helper's range ([0, 1] unless
+  // changed) rather than passing values through: models whose functions saturate, like
+  // a network's sigmoid, need their columns in that range.
+  bool GetUnitRange() const { return unitRange_; }
+  void SetUnitRange(bool value) { unitRange_ = value; }
 
   // Components of the columns together.
   int32_t WidthOf(std::span<const int32_t> columns) const;
@@ -61,7 +69,10 @@ class TLVTunedNormDataSource : public TLVTunedDataSource {
   void RebuildColumns() override;
 
  private:
+  std::unique_ptr<TLVNormalizer> NewNormalizer(const TLVNormalizerVendor& vendor) const;
+
   std::map<std::string, std::unique_ptr<TLVNormalizer>, std::less<>> normalizers_;
+  bool unitRange_ = false;
   TLVColumnsInfo remembered_;
 };
 

@@ -238,13 +238,28 @@ std::optional<TLVTeacherStopConditionType> TLVEpochTeacher::StopTest() const {
 void TLVEpochTeacher::DoTeach(ILVProgress* progress) {
   if (GetInitKernel() || !CanContinueTeach()) currentEpoch_ = 0;
   TLVProgressScope scope(progress, LVText("TeachEpochsCaption"), maxEpochCount_);
+  // The errors of a set cost a pass over its rows: after an epoch they are computed
+  // only for the sets whose conditions are checked, and for both once training stops.
+  using C = TLVTeacherStopConditionType;
+  const TLVEnumSet<C> checked = GetStopConditions();
+  const bool teachChecked = checked.Contains(C::tecTeachAvgError) ||
+                            checked.Contains(C::tecTeachMaxError) ||
+                            checked.Contains(C::tecTeachPercentRecognized);
+  const bool testChecked = checked.Contains(C::tecTestAvgError) ||
+                           checked.Contains(C::tecTestMaxError) ||
+                           checked.Contains(C::tecTestPercentRecognized);
   for (;;) {
     TeachEpoch(progress);
-    for (TLVDataSourceType set : kSets) CalcErrors(set);
+    if (teachChecked) CalcErrors(TLVDataSourceType::dstTeach);
+    if (testChecked) CalcErrors(TLVDataSourceType::dstTest);
     const std::optional<TLVTeacherStopConditionType> stop = StopTest();
     ++currentEpoch_;
     scope.Step(currentEpoch_);
-    if (stop) break;
+    if (stop) {
+      if (!teachChecked) CalcErrors(TLVDataSourceType::dstTeach);
+      if (!testChecked) CalcErrors(TLVDataSourceType::dstTest);
+      break;
+    }
   }
 }
 
