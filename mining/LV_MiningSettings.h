@@ -49,6 +49,31 @@ inline std::string RealText(double value) {
   return TLVPropertyCodec<double>::ToText(value);
 }
 
+// A list of reals as one value, ";"-separated ("0.5;-2;1e-300").
+inline std::string RealsText(const std::vector<double>& values) {
+  std::string text;
+  for (double value : values) {
+    if (!text.empty()) text += ';';
+    text += RealText(value);
+  }
+  return text;
+}
+
+// The reals of a RealsText value; an item that is not a real raises "ErrPropertyValue"
+// naming `name`.
+inline std::vector<double> RealsFromText(std::string_view text, std::string_view name) {
+  std::vector<double> values;
+  while (!text.empty()) {
+    const size_t end = text.find(';');
+    const std::string_view item = text.substr(0, end);
+    std::optional<double> value = TLVPropertyCodec<double>::FromText(item);
+    if (!value) RaisePropertyValue(name, item);
+    values.push_back(*value);
+    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+  }
+  return values;
+}
+
 template <class V>
 void WriteSetting(ILVSettingsSection& section, std::string_view name, const V& value) {
   section.Put(name, TLVPropertyCodec<V>::ToText(value));
