@@ -6,6 +6,7 @@
 #include "mining/normalizers/LV_NormalizerVendor.h"
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"
+#include "mining/som/LV_SOMVendor.h"
 #include "mining/teach/LV_TeachDataSource.h"
 #include "mining/teachers/LV_Teacher.h"
 
@@ -21,6 +22,7 @@ void MiningStartup() {
   RegisterTeacherTexts();
   RegisterDataExecutorTexts();
   RegisterLinearRegressionVendor();
+  RegisterSOMVendor();
 }
 
 }  // namespace lv

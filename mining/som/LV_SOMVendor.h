@@ -1,0 +1,23 @@
+// The self-organising map node ("Карта Кохонена") and its registration in the
+// catalogue of data-mining handlers: a model handler with the clustered map as its
+// kernel and the map's teacher.
+#pragma once
+
+#include "mining/models/LV_ModelHandler.h"
+
+namespace lv {
+
+class TLVSOMWithClusters;
+class TLVSOMTeacher;
+
+class TLVSOM : public TLVModelHandler {
+ public:
+  TLVSOM();
+  TLVSOMWithClusters& SOM() const;
+  TLVSOMTeacher& SOMTeacher();
+};
+
+// Registers the node kind "SOM" (once) and the texts it uses.
+void RegisterSOMVendor();
+
+}  // namespace lv
