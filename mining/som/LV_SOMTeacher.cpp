@@ -2,9 +2,12 @@
 
 #include <Eigen/Dense>
 #include <algorithm>
+#include <atomic>
+#include <barrier>
 #include <cmath>
 #include <limits>
 #include <numeric>
+#include <thread>
 
 #include "core/LV_Errors.h"
 #include "core/LV_Localization.h"
@@ -56,7 +59,26 @@ class TNeighbourTable {
   std::vector<double> table_[2];
 };
 
+std::atomic<int64_t> minWeightsForThreads{4096};
+
+// Whether a second thread pays for its start and the two waits of every block: only on
+// a machine of two cores or more, with enough rows, and with a map large enough that a
+// block's work dwarfs the waits (on a machine shared with other work a wait can cost a
+// time slice).
+bool TwoThreads(TLVRowIndex rows, int64_t weights) {
+  return std::thread::hardware_concurrency() >= 2 && rows >= 4 * TLVSOMTeacher::kTeachBlockRows &&
+         weights >= minWeightsForThreads.load(std::memory_order_relaxed);
+}
+
 }  // namespace
+
+int64_t LVSOMMinWeightsForThreads() {
+  return minWeightsForThreads.load(std::memory_order_relaxed);
+}
+
+void LVSetSOMMinWeightsForThreads(int64_t weights) {
+  minWeightsForThreads.store(weights, std::memory_order_relaxed);
+}
 
 double LVSOMScheduleValue(double begin, double end, TLVParamModificationType modification,
                           int32_t t, int32_t n) {
@@ -401,32 +423,64 @@ void TLVSOMTeacher::TeachEpoch(ILVProgress* /*progress*/) {
   std::vector<double> sq(static_cast<size_t>(kTeachBlockRows));
   TColMatrix coefficients(nodes, kTeachBlockRows);
   Eigen::VectorXd keep(nodes);
-  for (TLVRowIndex first = 0; first < rowCount_; first += kTeachBlockRows) {
-    const TLVRowIndex n = std::min(kTeachBlockRows, rowCount_ - first);
-    for (TLVRowIndex i = 0; i < n; ++i) {
+
+  // Every block is cut into two halves of rows (for the search) and two halves of
+  // nodes (for the update), always at the same places: one thread takes both halves
+  // in turn, two take one each, and either way every number is computed alike.
+  auto search = [&](int part, TLVRowIndex first, TLVRowIndex n) {
+    const TLVRowIndex from = part * n / 2;
+    const TLVRowIndex to = (part + 1) * n / 2;
+    for (TLVRowIndex i = from; i < to; ++i) {
       const double* row = rows_.data() + order_[static_cast<size_t>(first + i)] * width;
       for (int32_t j = 0; j < width; ++j) block[j * n + i] = row[j];
     }
-    som.FindBestNodes(block.data(), n, n, best.data(), sq.data());
+    som.FindBestNodes(block.data() + from, n, to - from, best.data() + from, sq.data() + from);
+  };
+  auto update = [&](int part, TLVRowIndex n) {
+    const int32_t from = part * nodes / 2;
+    const int32_t to = (part + 1) * nodes / 2;
     // Node k takes rows 0..n-1 in turn: w <- (1 - c_i) w + c_i x_i. Unrolled, the
     // final w is keep_k * w + sum_i coefficient(k, i) * x_i, where row i's coefficient
     // is c_i times the (1 - c) of every later row.
-    keep.setOnes();
+    keep.segment(from, to - from).setOnes();
     for (TLVRowIndex i = n - 1; i >= 0; --i) {
       double* column = coefficients.col(i).data();
-      for (int32_t row = 0; row * xDim < nodes; ++row) {
-        const double* c = table.Row(best[i], row);
-        for (int32_t k = row * xDim, j = 0; j < xDim; ++k, ++j) {
-          column[k] = c[j] * keep[k];
-          keep[k] *= 1 - c[j];
+      for (int32_t k = from; k < to;) {
+        const int32_t row = k / xDim;
+        const double* c = table.Row(best[i], row) - row * xDim;
+        for (const int32_t end = std::min(to, (row + 1) * xDim); k < end; ++k) {
+          column[k] = c[k] * keep[k];
+          keep[k] *= 1 - c[k];
         }
       }
     }
     Eigen::Map<TRowMatrix> w(weights.data(), nodes, width);
     const Eigen::Map<const TColMatrix> x(block.data(), n, width);
-    w = keep.asDiagonal() * w;
-    w.noalias() += coefficients.leftCols(n) * x;
+    auto part_w = w.middleRows(from, to - from);
+    part_w = keep.segment(from, to - from).asDiagonal() * part_w;
+    part_w.noalias() += coefficients.block(from, 0, to - from, n) * x;
+  };
+  auto run = [&](std::span<const int> parts, std::barrier<>& sync) {
+    for (TLVRowIndex first = 0; first < rowCount_; first += kTeachBlockRows) {
+      const TLVRowIndex n = std::min(kTeachBlockRows, rowCount_ - first);
+      for (int part : parts) search(part, first, n);
+      sync.arrive_and_wait();
+      for (int part : parts) update(part, n);
+      sync.arrive_and_wait();
+    }
+  };
+  static constexpr int kBoth[] = {0, 1};
+  static constexpr int kFirst[] = {0};
+  static constexpr int kSecond[] = {1};
+  if (!TwoThreads(rowCount_, static_cast<int64_t>(nodes) * width)) {
+    std::barrier<> alone(1);
+    run(kBoth, alone);
+    return;
   }
+  std::barrier<> sync(2);
+  std::thread helper([&] { run(kSecond, sync); });
+  run(kFirst, sync);
+  helper.join();
 }
 
 void TLVSOMTeacher::SaveTo(ILVSettingsSection& section) const {

@@ -13,8 +13,10 @@
 // a block are found against the weights at the block's start, then every node takes
 // the block's rows one after another, each step being w += c * (x - w) with c the rate
 // times the neighbourhood weight. Those steps unroll into one linear combination per
-// node, computed as a matrix product, and the nodes are split between two threads.
-// The result depends on the seed and the data only, never on the threads.
+// node, computed as a matrix product. On a large map the rows of a block (for the
+// search) and the nodes (for the update) are split between two threads, always at the
+// same places, so the result depends on the seed and the data only, never on the
+// threads.
 #pragma once
 
 #include <functional>
@@ -34,6 +36,11 @@ namespace lv {
 // the back-proportional one, begin * (end / begin)^(t / n), stays short of it.
 double LVSOMScheduleValue(double begin, double end, TLVParamModificationType modification,
                           int32_t t, int32_t n);
+
+// Below this many weights (nodes times inputs, 4096 by default) a map trains on one
+// thread. Tests change it to run either way.
+int64_t LVSOMMinWeightsForThreads();
+void LVSetSOMMinWeightsForThreads(int64_t weights);
 
 class TLVSOMTeachIntervals;
 
@@ -141,7 +148,7 @@ class TLVSOMTeachIntervals {
 class TLVSOMTeacher : public TLVEpochTeacher {
  public:
   // Rows whose best nodes are found against the same weights.
-  static constexpr TLVRowIndex kTeachBlockRows = 32;
+  static constexpr TLVRowIndex kTeachBlockRows = 64;
 
   TLVSOMTeacher();
 

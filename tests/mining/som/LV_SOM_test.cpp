@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "core/LV_TestSection.h"
@@ -292,6 +293,31 @@ TEST(SOMTeach, BestNodesAgreeWithADirectSearch) {
   }
 }
 
+TEST(SOMTeach, AnEpochMovesTheNeighboursTowardsEachRowInTurn) {
+  // Three rows in their own order, a radius that covers the whole 3 x 2 map and a rate
+  // of 0.5: every node goes halfway to the first row, then the second, then the third.
+  const double points[3][2] = {{0, 0}, {4, 8}, {-2, 6}};
+  auto train = [&points](int32_t epochs) {
+    TLVSOM model;
+    MapOver(model, Table(3, 2, [&points](int i, int j) { return points[i][j]; }), 3, 2);
+    TLVSOMTeacher& teacher = model.SOMTeacher();
+    teacher.SetInitType(TLVSOMInitType::itRandom);
+    teacher.SetRandomOrder(false);
+    Plan(teacher, epochs, 5, TLVSOMNeighborType::ntBubble);
+    teacher.TeachIntervals()[0].SetRateBegin(0.5);
+    teacher.TeachIntervals()[0].SetRateEnd(0.5);
+    model.Teach(nullptr);
+    return model.SOM().Weights();
+  };
+  std::vector<double> expected = train(0);
+  for (size_t k = 0; k < expected.size(); ++k) {
+    for (const auto& point : points) expected[k] += 0.5 * (point[k % 2] - expected[k]);
+  }
+  const std::vector<double> trained = train(1);
+  ASSERT_EQ(trained.size(), expected.size());
+  for (size_t k = 0; k < expected.size(); ++k) EXPECT_NEAR(trained[k], expected[k], 1e-12) << k;
+}
+
 TEST(SOMTeach, AnOrderedMapSeparatesTwoClearClusters) {
   for (TLVSOMTopolType topol : {TLVSOMTopolType::sttHexagonal, TLVSOMTopolType::sttRectangular}) {
     for (TLVSOMNeighborType type : {TLVSOMNeighborType::ntBubble, TLVSOMNeighborType::ntGaussian}) {
@@ -391,6 +417,20 @@ TEST(SOMTeach, SameSeedSameMapAndAContinuedTrainingGoesOnWhereItStopped) {
   EXPECT_EQ(train(5, 7, 5, false), whole);
   EXPECT_EQ(train(5, 7, 5, true), whole);
   EXPECT_NE(train(6, 7, 5, false), whole);
+}
+
+TEST(SOMTeach, OneThreadOrTwoTrainTheSameMap) {
+  auto train = [](int64_t minWeights) {
+    const int64_t before = LVSOMMinWeightsForThreads();
+    LVSetSOMMinWeightsForThreads(minWeights);
+    TLVSOM model;
+    MapOver(model, TwoBlobs(1000), 7, 5);
+    Plan(model.SOMTeacher(), 4, 3, TLVSOMNeighborType::ntGaussian);
+    model.Teach(nullptr);
+    LVSetSOMMinWeightsForThreads(before);
+    return model.SOM().Weights();
+  };
+  EXPECT_EQ(train(0), train(std::numeric_limits<int64_t>::max()));
 }
 
 TEST(SOMTeach, EachMissingPieceHasItsMessage) {
