@@ -1,5 +1,7 @@
 #include "mining/som/LV_SOMVendor.h"
 
+#include "core/LV_Format.h"
+#include "core/LV_Localization.h"
 #include "core/LV_Vendor.h"
 #include "core/LV_VendorGroups.h"
 #include "mining/som/LV_SOMTeacher.h"
@@ -19,11 +21,20 @@ TLVSOMTeacher& TLVSOM::SOMTeacher() {
   return static_cast<TLVSOMTeacher&>(Teacher());
 }
 
+std::string TLVSOM::TeachSummary() const {
+  const TLVSOMWithClusters& som = SOM();
+  return Format(
+      LVText("SSOMTeachSummary"),
+      {TeachResultText(Teacher().GetResult()), som.GetXDim(), som.GetYDim(), som.Quality().rows,
+       som.Quality().quantizationError, som.Quality().topographicError, som.ClustersFound()});
+}
+
 void RegisterSOMVendor() {
   RegisterModelHandlerTexts();
   RegisterSOMTexts();
   RegisterSOMTeacherTexts();
   RegisterSOMWithClustersTexts();
+  TLVLocalization::Instance().RegisterKeys({"SSOMTeachSummary"});
   TLVComponentVendorList& vendors = LVComponentVendors();
   // The identifier is what project files store: it never changes.
   if (!vendors.FindByID("SOM")) {

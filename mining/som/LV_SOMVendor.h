@@ -15,6 +15,9 @@ class TLVSOM : public TLVModelHandler {
   TLVSOM();
   TLVSOMWithClusters& SOM() const;
   TLVSOMTeacher& SOMTeacher();
+  // The result, the grid, the training rows, the quality and the clusters: a map has
+  // no error statistics of its sets to report.
+  std::string TeachSummary() const override;
 };
 
 // Registers the node kind "SOM" (once) and the texts it uses.

@@ -333,6 +333,10 @@ TEST(SOMTeach, AnOrderedMapSeparatesTwoClearClusters) {
       // Rows lie within about half a unit of the blob centre: a trained map is closer.
       EXPECT_LT(som.Quality().quantizationError, 0.5);
       EXPECT_EQ(som.ClustersFound(), 2);
+      EXPECT_TRUE(model.TeachSummary().starts_with(
+          "Обучение завершено. Карта 6x4: обучающих строк 400, ошибка квантования 0,"))
+          << model.TeachSummary();
+      EXPECT_TRUE(model.TeachSummary().ends_with(", кластеров 2.")) << model.TeachSummary();
       int64_t hits = 0;
       for (int64_t h : som.Hits()) hits += h;
       EXPECT_EQ(hits, 400);
