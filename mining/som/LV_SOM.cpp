@@ -58,16 +58,24 @@ bool TLVCustomSOM::CanContinueTeach() const {
   return Trained() && weights_.size() == static_cast<size_t>(NodeCount()) * InputWidth();
 }
 
+void TLVCustomSOM::CheckSize(int32_t xDim, int32_t yDim) const {
+  if (xDim < 1 || xDim > kMaxDim) RaisePropertyValue("XDim", std::to_string(xDim));
+  if (yDim < 1 || yDim > kMaxDim) RaisePropertyValue("YDim", std::to_string(yDim));
+  if (int64_t{xDim} * yDim * InputWidth() > kMaxWeights) {
+    RaisePropertyValue("InputWidth", std::to_string(InputWidth()));
+  }
+}
+
 void TLVCustomSOM::SetXDim(int32_t value) {
   if (value == xDim_) return;
-  if (value < 1) RaisePropertyValue("XDim", std::to_string(value));
+  CheckSize(value, yDim_);
   xDim_ = value;
   Reshape();
 }
 
 void TLVCustomSOM::SetYDim(int32_t value) {
   if (value == yDim_) return;
-  if (value < 1) RaisePropertyValue("YDim", std::to_string(value));
+  CheckSize(xDim_, value);
   yDim_ = value;
   Reshape();
 }
@@ -113,6 +121,7 @@ double TLVCustomSOM::GridDistance(int32_t a, int32_t b) const {
 }
 
 void TLVCustomSOM::DoInit() {
+  CheckSize(xDim_, yDim_);
   Reshape();
 }
 
@@ -281,8 +290,7 @@ void TLVCustomSOM::LoadState(const ILVSettingsSection& section) {
   const int32_t xDim = ReadSetting(section, "XDim", 16);
   const int32_t yDim = ReadSetting(section, "YDim", 12);
   const TLVSOMTopolType topol = ReadSetting(section, "TopolType", TLVSOMTopolType::sttHexagonal);
-  if (xDim < 1) RaisePropertyValue("XDim", std::to_string(xDim));
-  if (yDim < 1) RaisePropertyValue("YDim", std::to_string(yDim));
+  CheckSize(xDim, yDim);
   xDim_ = xDim;
   yDim_ = yDim;
   topolType_ = topol;
@@ -307,7 +315,10 @@ void TLVCustomSOM::LoadState(const ILVSettingsSection& section) {
   SetWeights(std::move(weights));
   // The U-matrix follows from the weights alone; the rows it needs are none.
   Analyse(nullptr, 0);
-  for (size_t n = 0; n < hits.size(); ++n) hits_[n] = static_cast<int64_t>(hits[n]);
+  for (size_t n = 0; n < hits.size(); ++n) {
+    if (!(hits[n] >= 0 && hits[n] < 9.0e15)) RaisePropertyValue("Hits", std::to_string(hits[n]));
+    hits_[n] = static_cast<int64_t>(hits[n]);
+  }
   if (const ILVSettingsSection* quality = section.FindSection("Quality")) {
     quality_.rows = static_cast<int64_t>(ReadSetting(*quality, "Rows", 0.0));
     quality_.quantizationError = ReadSetting(*quality, "QuantizationError", 0.0);

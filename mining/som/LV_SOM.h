@@ -55,6 +55,10 @@ struct TLVSOMQuality {
 class TLVCustomSOM : public TLVAnalyticKernel {
  public:
   static constexpr std::string_view kKernelName = "TLVCustomSOM";
+  // Bounds that keep a map (and a damaged project file) within memory: at most 1000
+  // columns and rows, and 2^26 weights in all.
+  static constexpr int32_t kMaxDim = 1000;
+  static constexpr int64_t kMaxWeights = int64_t{1} << 26;
   std::string_view KernelName() const override { return kKernelName; }
   std::unique_ptr<TLVAnalyticKernel> Clone() const override {
     return std::make_unique<TLVCustomSOM>(*this);
@@ -116,6 +120,8 @@ class TLVCustomSOM : public TLVAnalyticKernel {
   void LoadState(const ILVSettingsSection& section) override;
   // The grid changed: the weights and what was measured on them are void.
   void Reshape();
+  // Raises "ErrPropertyValue" for a grid out of bounds or too many weights.
+  void CheckSize(int32_t xDim, int32_t yDim) const;
 
  private:
   // The teacher moves the weights in place, a block of rows at a time.

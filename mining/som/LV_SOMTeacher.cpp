@@ -399,7 +399,11 @@ void TLVSOMTeacher::TeachEpoch(ILVProgress* /*progress*/) {
   const std::optional<TLVSOMIntervalPos> at = intervals_.Locate(g);
   if (!at) return;
   const TLVSOMTeachInterval& interval = intervals_[at->interval];
-  const TNeighbourTable table(som, *this, interval.Radius(at->epoch), interval.Rate(at->epoch));
+  // A back-proportional schedule with an end at or below zero has no value; such an
+  // epoch moves nothing rather than spoil the weights.
+  auto usable = [](double value) { return std::isfinite(value) && value > 0 ? value : 0.0; };
+  const TNeighbourTable table(som, *this, usable(interval.Radius(at->epoch)),
+                              usable(interval.Rate(at->epoch)));
 
   // The row order: drawn afresh at the start of every period of RandomOrderEpochStep
   // epochs, from a generator seeded by the period alone, so that a continued training

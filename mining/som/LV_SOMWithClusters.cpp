@@ -197,7 +197,10 @@ void TLVSOMWithClusters::LoadState(const ILVSettingsSection& section) {
   clusterCount_ = count;
   TLVCustomSOM::LoadState(section);
   if (clusters.empty()) return;  // clustered from the weights as they were read
-  if (clusters.size() != static_cast<size_t>(NodeCount())) {
+  const bool valid = std::all_of(clusters.begin(), clusters.end(), [this](double c) {
+    return c >= 0 && c < NodeCount() && c == std::floor(c);
+  });
+  if (clusters.size() != static_cast<size_t>(NodeCount()) || !valid) {
     RaisePropertyValue("Clusters", section.Get("Clusters").value_or(""));
   }
   clusters_.assign(clusters.begin(), clusters.end());

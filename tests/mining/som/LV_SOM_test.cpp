@@ -199,6 +199,7 @@ TEST(SOMGrid, NodesRowByRowAndTheirNeighbours) {
   EXPECT_EQ(neighbours(17), 4);
   EXPECT_NEAR(som.GridDistance(0, 17), std::sqrt(2.0), 1e-12);
   EXPECT_THROW(som.SetXDim(0), ELVError);
+  EXPECT_THROW(som.SetYDim(TLVCustomSOM::kMaxDim + 1), ELVError);
   EXPECT_EQ(som.GetXDim(), 16);
 
   TLVSOMTeacher teacher;
@@ -316,6 +317,17 @@ TEST(SOMTeach, AnEpochMovesTheNeighboursTowardsEachRowInTurn) {
   const std::vector<double> trained = train(1);
   ASSERT_EQ(trained.size(), expected.size());
   for (size_t k = 0; k < expected.size(); ++k) EXPECT_NEAR(trained[k], expected[k], 1e-12) << k;
+
+  // A back-proportional rate from 0 has no value after its first epoch (0 times an
+  // infinite ratio): those epochs move nothing instead of spoiling the weights.
+  TLVSOM model;
+  MapOver(model, Table(3, 2, [&points](int i, int j) { return points[i][j]; }), 3, 2);
+  model.SOMTeacher().SetInitType(TLVSOMInitType::itRandom);
+  Plan(model.SOMTeacher(), 3, 5, TLVSOMNeighborType::ntBubble);
+  model.SOMTeacher().TeachIntervals()[0].SetRateBegin(0);
+  model.SOMTeacher().TeachIntervals()[0].SetRateEnd(0.1);
+  model.Teach(nullptr);
+  EXPECT_EQ(model.SOM().Weights(), train(0));
 }
 
 TEST(SOMTeach, AnOrderedMapSeparatesTwoClearClusters) {
@@ -522,15 +534,22 @@ TEST(SOMPersistence, AReopenedMapAnswersTheSameAndABadOneIsRefused) {
     EXPECT_EQ(b.GetNumber(row, cluster - 1), a.GetNumber(row, cluster - 1));
   }
 
-  // A node list cut short, or a negative epoch count, leaves the node as it was.
-  for (const char* damage : {"Weights", "EpochCount"}) {
+  // A node list cut short, a grid beyond bounds, a cluster that is no cluster, or a
+  // negative epoch count, leaves the node as it was.
+  for (const char* damage : {"Weights", "XDim", "Clusters", "EpochCount"}) {
     test::TMapSection damaged;
     model.SaveSettingsTo(damaged);
     auto edit = [](const ILVSettingsSection* section) {
       return const_cast<ILVSettingsSection*>(section);
     };
+    ILVSettingsSection* kernel = edit(damaged.FindSection("Kernel"));
     if (std::string(damage) == "Weights") {
-      edit(damaged.FindSection("Kernel")->FindSection("Nodes"))->Put("Count", "14");
+      edit(kernel->FindSection("Nodes"))->Put("Count", "14");
+    } else if (std::string(damage) == "XDim") {
+      kernel->Put("XDim", "100000");
+    } else if (std::string(damage) == "Clusters") {
+      std::string clusters = kernel->Get("Clusters").value_or("");
+      kernel->Put("Clusters", "-1" + clusters.substr(clusters.find(';')));
     } else {
       edit(damaged.FindSection("Teacher")->FindSection("TeachIntervals")->Items("Item")[0])
           ->Put("EpochCount", "-3");
