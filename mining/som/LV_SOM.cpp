@@ -98,6 +98,12 @@ TLVSOMNode TLVCustomSOM::Node(int32_t index) const {
   return node;
 }
 
+TLVSOMNodes TLVCustomSOM::Nodes() const {
+  TLVSOMNodes nodes;
+  for (int32_t i = 0; i < NodeCount(); ++i) nodes.push_back(Node(i));
+  return nodes;
+}
+
 void TLVCustomSOM::NodePosition(int32_t index, double& x, double& y) const {
   const int32_t column = index % xDim_;
   const int32_t row = index / xDim_;

@@ -41,6 +41,8 @@ struct TLVSOMNode {
   std::span<const double> weights;
 };
 
+using TLVSOMNodes = std::vector<TLVSOMNode>;
+
 // The quality of a map over the rows it was trained on.
 struct TLVSOMQuality {
   int64_t rows = 0;
@@ -78,6 +80,9 @@ class TLVCustomSOM : public TLVAnalyticKernel {
 
   int32_t NodeCount() const { return xDim_ * yDim_; }
   TLVSOMNode Node(int32_t index) const;
+  // Every node, in number order (views over the map's weights: valid until the map
+  // changes).
+  TLVSOMNodes Nodes() const;
   // The node's place in the plane of the grid.
   void NodePosition(int32_t index, double& x, double& y) const;
   double GridDistance(int32_t a, int32_t b) const;

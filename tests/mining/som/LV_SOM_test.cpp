@@ -174,8 +174,12 @@ TEST(SOMGrid, NodesRowByRowAndTheirNeighbours) {
   EXPECT_EQ(som.GetXDim(), 16);
   EXPECT_EQ(som.GetYDim(), 12);
   EXPECT_EQ(som.GetTopolType(), TLVSOMTopolType::sttHexagonal);
-  EXPECT_EQ(som.Node(17).column, 1);
-  EXPECT_EQ(som.Node(17).row, 1);
+  const TLVSOMNodes nodes = som.Nodes();
+  ASSERT_EQ(nodes.size(), 192u);
+  EXPECT_EQ(nodes[17].column, 1);
+  EXPECT_EQ(nodes[17].row, 1);
+  EXPECT_EQ(nodes[191].column, 15);
+  EXPECT_EQ(nodes[191].row, 11);
   // An inner node of a hexagonal grid has six neighbours at distance 1, a rectangular
   // one four; every other node is farther than 1.
   auto neighbours = [&som](int32_t node) {
