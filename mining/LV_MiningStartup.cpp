@@ -7,6 +7,7 @@
 #include "mining/normalizers/LV_NormalizerVendor.h"
 #include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/random/LV_Random.h"
+#include "mining/som/LV_SOMVendor.h"
 #include "mining/teach/LV_TeachDataSource.h"
 #include "mining/teachers/LV_Teacher.h"
 
@@ -23,6 +24,7 @@ void MiningStartup() {
   RegisterDataExecutorTexts();
   RegisterLinearRegressionVendor();
   RegisterNeuralNetVendor();
+  RegisterSOMVendor();
 }
 
 }  // namespace lv

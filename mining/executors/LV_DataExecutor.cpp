@@ -130,7 +130,7 @@ void TLVCustomDataExecutor::DefineColumns() {
   outputs.clear();
   if (kernel_ && !kernel_->OutputNames().empty()) {
     outputs = kernel_->OutputNames();
-  } else if (kernel_) {
+  } else if (kernel_ && kernel_->NeedsOutputs()) {
     for (int32_t index : source->OutputColumns()) outputs.push_back(columns[index].GetName());
   }
   outputIndexes_.assign(outputs.size(), -1);
@@ -175,6 +175,12 @@ void TLVCustomDataExecutor::DefineColumns() {
       AddComputed(outputs[k] + errorPostfix_, TLVDataType::dtFloat);
       errorIndexes_[k] = add(TLVExecutorColumnType::ectError, {static_cast<int32_t>(k), true});
     }
+  }
+  if (!kernel_) return;
+  const std::vector<TLVAnalyticKernel::TResultColumn> results = kernel_->ResultColumns();
+  for (size_t k = 0; k < results.size(); ++k) {
+    AddComputed(results[k].name, results[k].type);
+    add(TLVExecutorColumnType::ectCalculate, {-1, false, static_cast<int32_t>(k)});
   }
 }
 
@@ -260,6 +266,10 @@ void TLVDataExecutor::ComputeRun(TLVRowIndex first, int32_t count) {
   source.NormalizeRows(inputs, nullptr, first, count, inputs_.data(), count);
   source.NormalizeRows(outputs, nullptr, first, count, targets_.data(), count);
   kernel.Compute(inputs_.data(), count, count, results_.data(), count);
+  kernelResults_.resize(static_cast<size_t>(count) * kernel.ResultColumns().size());
+  if (!kernelResults_.empty()) {
+    kernel.ComputeResults(inputs_.data(), count, count, kernelResults_.data(), count);
+  }
   cachedFirst_ = first;
   cachedCount_ = count;
 }
@@ -274,6 +284,20 @@ void TLVDataExecutor::ComputeBlock(int32_t column, TLVRowIndex first, int32_t co
   }
   ComputeRun(first, count);
   const TComputed computed = Computed()[static_cast<size_t>(column)];
+  if (computed.result >= 0) {
+    const double* values = kernelResults_.data() + static_cast<ptrdiff_t>(computed.result) * count;
+    const bool integer = out.Type() == TLVDataType::dtInteger;
+    for (int32_t i = 0; i < count; ++i) {
+      out.Valid()[i] = !std::isnan(values[i]);
+      if (!out.Valid()[i]) continue;
+      if (integer) {
+        out.Integers()[i] = static_cast<int32_t>(values[i]);
+      } else {
+        out.Numbers()[i] = values[i];
+      }
+    }
+    return;
+  }
   TLVTunedNormDataSource& source = *GetTunedNormDataSource();
   const TLVNormalizer& normalizer = source.RequireNormalizer(source.Columns().IndexOfName(
       GetKernel()->OutputNames()[static_cast<size_t>(computed.output)]));

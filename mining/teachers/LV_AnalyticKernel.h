@@ -27,6 +27,9 @@ class TLVAnalyticKernel {
 
   // Whether a further training may start from what was learnt.
   virtual bool CanContinueTeach() const { return false; }
+  // Whether the kernel learns outputs from targets. A kernel that learns from the
+  // inputs alone (a map, a clustering) has no outputs and needs none.
+  virtual bool NeedsOutputs() const { return true; }
   // The stop conditions an epoch teacher of this kernel may check.
   virtual TLVEnumSet<TLVTeacherStopConditionType> SupportedStopConditions() const {
     return {TLVTeacherStopConditionType::tecEpochCount};
@@ -45,6 +48,18 @@ class TLVAnalyticKernel {
   // The outputs of `rows` rows: in[j * ldIn + i] is component j of row i, and so out.
   virtual void Compute(const double* in, ptrdiff_t ldIn, TLVRowIndex rows, double* out,
                        ptrdiff_t ldOut) const = 0;
+
+  // Columns the kernel adds to an executor's table besides its outputs (for a map:
+  // each row's node and cluster), by name and type.
+  struct TResultColumn {
+    std::string name;
+    TLVDataType type = TLVDataType::dtFloat;
+  };
+  virtual std::vector<TResultColumn> ResultColumns() const { return {}; }
+  // Their values for `rows` rows: out[k * ldOut + i] is result column k of row i, NaN
+  // for an empty cell.
+  virtual void ComputeResults(const double* /*in*/, ptrdiff_t /*ldIn*/, TLVRowIndex /*rows*/,
+                              double* /*out*/, ptrdiff_t /*ldOut*/) const {}
 
   // The shape ("Inputs", "Outputs", widths, "Trained"), then the kernel's own state.
   void SaveTo(ILVSettingsSection& section) const;

@@ -45,11 +45,12 @@ TLVAnalyticKernel& TLVTeacher::Kernel() const {
 }
 
 void TLVTeacher::Teach(ILVProgress* progress) {
+  CheckTeach();
   TLVAnalyticKernel& kernel = Kernel();
   TLVTeachDataSource& data = Data();
   TLVTunedNormDataSource& tuned = *data.GetTunedNormDataSource();
   if (tuned.InputColumns().empty()) throw ELVError("ErrModelNoInputs");
-  if (tuned.OutputColumns().empty()) throw ELVError("ErrModelNoOutputs");
+  if (kernel.NeedsOutputs() && tuned.OutputColumns().empty()) throw ELVError("ErrModelNoOutputs");
   data.CheckBeforeTraining(progress);
   if (!initKernel_ && kernel.CanContinueTeach()) {
     result_ = TLVTeachResult::trContinued;

@@ -70,6 +70,9 @@ class TLVTeacher {
   virtual void LoadFrom(const ILVSettingsSection& section);
 
  protected:
+  // A kind's own checks, made first so that it can name what is missing in its own
+  // words before the general checks do.
+  virtual void CheckTeach() const {}
   virtual void DoTeach(ILVProgress* progress) = 0;
   // Called at the start, before DoTeach (error statistics reset there).
   virtual void StartTeach() {}
@@ -141,7 +144,8 @@ class TLVEpochTeacher : public TLVErrorCalcTeacher {
   };
 
   int32_t GetMaxEpochCount() const { return maxEpochCount_; }
-  void SetMaxEpochCount(int32_t value);
+  // Virtual: a teacher whose epochs are planned in parts spreads a new total over them.
+  virtual void SetMaxEpochCount(int32_t value);
   int32_t GetCurrentEpoch() const { return currentEpoch_; }
   void SetCurrentEpoch(int32_t value) { currentEpoch_ = value; }
   // The checked conditions (within what the kernel supports, when there is one).
