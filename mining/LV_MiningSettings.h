@@ -5,6 +5,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,6 +48,31 @@ inline std::vector<const ILVSettingsSection*> CountedItems(const ILVSettingsSect
 // A real in the persisted text form (shortest exact, '.' as separator).
 inline std::string RealText(double value) {
   return TLVPropertyCodec<double>::ToText(value);
+}
+
+// A list of reals as "a;b;c" in the persisted text form.
+inline std::string JoinReals(std::span<const double> values) {
+  std::string text;
+  for (double value : values) {
+    if (!text.empty()) text += ';';
+    text += RealText(value);
+  }
+  return text;
+}
+
+// The reals of a JoinReals text; an item that is not a real raises "ErrPropertyValue"
+// naming `key`.
+inline std::vector<double> SplitReals(std::string_view key, std::string_view text) {
+  std::vector<double> values;
+  while (!text.empty()) {
+    const size_t end = text.find(';');
+    const std::string_view item = text.substr(0, end);
+    std::optional<double> value = TLVPropertyCodec<double>::FromText(item);
+    if (!value) RaisePropertyValue(key, item);
+    values.push_back(*value);
+    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+  }
+  return values;
 }
 
 template <class V>

@@ -20,28 +20,6 @@ using TMap = Eigen::Map<TMatrix, 0, Eigen::OuterStride<>>;
 // few dozen components) to stay in the processor's cache between sweeps.
 constexpr TLVRowIndex kChunkRows = 4096;
 
-std::string JoinReals(const std::vector<double>& values) {
-  std::string text;
-  for (double value : values) {
-    if (!text.empty()) text += ';';
-    text += RealText(value);
-  }
-  return text;
-}
-
-std::vector<double> SplitReals(std::string_view text) {
-  std::vector<double> values;
-  while (!text.empty()) {
-    const size_t end = text.find(';');
-    const std::string_view item = text.substr(0, end);
-    std::optional<double> value = TLVPropertyCodec<double>::FromText(item);
-    if (!value) RaisePropertyValue("Values", item);
-    values.push_back(*value);
-    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
-  }
-  return values;
-}
-
 // Running mean and sum of squared deviations of each output, merged chunk by chunk.
 struct TMoments {
   double count = 0;
@@ -109,7 +87,7 @@ void TLVLinearRegressionKernel::LoadState(const ILVSettingsSection& section) {
   std::vector<double> rSquared;
   if (const ILVSettingsSection* all = section.FindSection("Coefficients")) {
     for (const ILVSettingsSection* item : all->Items("Output")) {
-      coefficients.push_back(SplitReals(item->Get("Values").value_or("")));
+      coefficients.push_back(SplitReals("Values", item->Get("Values").value_or("")));
       rSquared.push_back(ReadSetting(*item, "RSquared", 0.0));
       if (coefficients.back().size() != static_cast<size_t>(InputWidth()) + 1) {
         RaisePropertyValue("Values", item->Get("Values").value_or(""));
