@@ -8,6 +8,7 @@
 #include "mining/random/LV_Random.h"
 #include "mining/teach/LV_TeachDataSource.h"
 #include "mining/teachers/LV_Teacher.h"
+#include "mining/tree/LV_DecisionTreeVendor.h"
 
 namespace lv {
 
@@ -21,6 +22,7 @@ void MiningStartup() {
   RegisterTeacherTexts();
   RegisterDataExecutorTexts();
   RegisterLinearRegressionVendor();
+  RegisterDecisionTreeVendor();
 }
 
 }  // namespace lv
