@@ -176,6 +176,13 @@ void TLVCustomDataExecutor::DefineColumns() {
       errorIndexes_[k] = add(TLVExecutorColumnType::ectError, {static_cast<int32_t>(k), true});
     }
   }
+  if (kernel_ && !outputs.empty() && columns.IndexOfName(outputs.front()) >= 0) {
+    const std::vector<std::string> extras = kernel_->ExtraResults();
+    for (size_t e = 0; e < extras.size(); ++e) {
+      AddComputed(outputs.front() + extras[e], TLVDataType::dtFloat);
+      add(TLVExecutorColumnType::ectCalculate, {-1, false, static_cast<int32_t>(e)});
+    }
+  }
 }
 
 void TLVCustomDataExecutor::DoOpen() {
@@ -260,6 +267,8 @@ void TLVDataExecutor::ComputeRun(TLVRowIndex first, int32_t count) {
   source.NormalizeRows(inputs, nullptr, first, count, inputs_.data(), count);
   source.NormalizeRows(outputs, nullptr, first, count, targets_.data(), count);
   kernel.Compute(inputs_.data(), count, count, results_.data(), count);
+  extras_.resize(static_cast<size_t>(count) * kernel.ExtraResults().size());
+  if (!extras_.empty()) kernel.ComputeExtra(inputs_.data(), count, count, extras_.data(), count);
   cachedFirst_ = first;
   cachedCount_ = count;
 }
@@ -274,6 +283,14 @@ void TLVDataExecutor::ComputeBlock(int32_t column, TLVRowIndex first, int32_t co
   }
   ComputeRun(first, count);
   const TComputed computed = Computed()[static_cast<size_t>(column)];
+  if (computed.extra >= 0) {
+    const double* values = extras_.data() + static_cast<ptrdiff_t>(computed.extra) * count;
+    for (int32_t i = 0; i < count; ++i) {
+      out.Valid()[i] = !std::isnan(values[i]);
+      out.Numbers()[i] = values[i];
+    }
+    return;
+  }
   TLVTunedNormDataSource& source = *GetTunedNormDataSource();
   const TLVNormalizer& normalizer = source.RequireNormalizer(source.Columns().IndexOfName(
       GetKernel()->OutputNames()[static_cast<size_t>(computed.output)]));

@@ -7,7 +7,8 @@
 // source's columns passed through, each with its role (TLVExecutorColumnType), then a
 // result column per output ("<name>_OUT", or the output replaced in place) and an
 // error column per output ("<name>_ERR": the mean over its components of
-// ((result - target) / width of the range)^2). TLVDataExecutor computes a block of
+// ((result - target) / width of the range)^2), then the kernel's further results
+// ("<first output><suffix>"). TLVDataExecutor computes a block of
 // rows at a time: the inputs are normalized a block at once and the kernel runs once
 // per block for all result and error columns. Single-threaded, like every source.
 #pragma once
@@ -86,6 +87,7 @@ class TLVCustomDataExecutor : public TLVDerivedDataSource, public TLVCustomExecu
   struct TComputed {
     int32_t output = -1;  // position among the kernel's outputs
     bool error = false;
+    int32_t extra = -1;  // position among the kernel's further results
   };
   const std::vector<TComputed>& Computed() const { return computed_; }
 
@@ -114,6 +116,7 @@ class TLVDataExecutor : public TLVCustomDataExecutor {
   std::vector<double> inputs_;
   std::vector<double> results_;
   std::vector<double> targets_;
+  std::vector<double> extras_;
   std::vector<int32_t> outputOffsets_;  // first component of each kernel output
 };
 

@@ -46,6 +46,13 @@ class TLVAnalyticKernel {
   virtual void Compute(const double* in, ptrdiff_t ldIn, TLVRowIndex rows, double* out,
                        ptrdiff_t ldOut) const = 0;
 
+  // Further result columns beside the outputs (the probability of a predicted class,
+  // say), as the suffixes they add to the first output's name; a kind offers the same
+  // ones trained or not, so a node's columns do not change with training.
+  virtual std::vector<std::string> ExtraResults() const { return {}; }
+  // Their values for rows of normalized inputs: result k of row i at out[k * ldOut + i].
+  virtual void ComputeExtra(const double*, ptrdiff_t, TLVRowIndex, double*, ptrdiff_t) const {}
+
   // The shape ("Inputs", "Outputs", widths, "Trained"), then the kernel's own state.
   void SaveTo(ILVSettingsSection& section) const;
   void LoadFrom(const ILVSettingsSection& section);
