@@ -218,6 +218,12 @@ void TLVDecisionTree::Compute(const double* in, ptrdiff_t ldIn, TLVRowIndex rows
   for (TLVRowIndex i = 0; i < rows; ++i) out[i] = classCodes_[static_cast<size_t>(classes[i])];
 }
 
+void TLVDecisionTree::ComputeExtra(const double* in, ptrdiff_t ldIn, TLVRowIndex rows, double* out,
+                                   ptrdiff_t) const {
+  std::vector<int32_t> classes(static_cast<size_t>(rows));
+  Classify(in, ldIn, rows, classes.data(), out);
+}
+
 // --- Rules ---
 
 std::string TLVDecisionTree::ConditionText(const TLVTreeCondition& condition) const {

@@ -113,6 +113,12 @@ class TLVDecisionTree : public TLVAnalyticKernel {
   void Compute(const double* in, ptrdiff_t ldIn, TLVRowIndex rows, double* out,
                ptrdiff_t ldOut) const override;
 
+  // "<class column>_PROB": the probability of the predicted class, from the class
+  // counts of the leaf (or the mixture of leaves) that decides the row.
+  std::vector<std::string> ExtraResults() const override { return {"_PROB"}; }
+  void ComputeExtra(const double* in, ptrdiff_t ldIn, TLVRowIndex rows, double* out,
+                    ptrdiff_t ldOut) const override;
+
   // The text of a branch's condition: "x < 5", "x >= 5", "k = a".
   std::string ConditionText(const TLVTreeCondition& condition) const;
   // The rules of the leaves, in leaf order, and each as a line of text.

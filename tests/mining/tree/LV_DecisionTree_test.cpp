@@ -368,6 +368,15 @@ TEST(DecisionTree, RulesClassifyEveryRowAsTheExecutorAndSurviveReopening) {
     if (row < 560)
       right += out.GetValue(row, predicted).AsText() == table->GetValue(row, 3).AsText();
   }
+  // The probability beside the class is the share of the class in the deciding leaf.
+  const int32_t probability = out.GetColumnsInfo().IndexOfColumn("cls_PROB");
+  ASSERT_EQ(probability, predicted + 2);
+  for (TLVRowIndex row = 0; row < out.GetRowCount(); row += 37) {
+    for (const TLVTreeRule& rule : rules) {
+      if (!Meets(tree, rule, *table, row)) continue;
+      EXPECT_DOUBLE_EQ(out.GetNumber(row, probability), rule.confidence) << row;
+    }
+  }
   const TLVDsTreeTeacherC45& teacher = model.TreeTeacher();
   EXPECT_EQ(teacher.Result(kTeach).rowCounts, 560);
   EXPECT_EQ(teacher.Result(kTeach).numberRecognized, right);
