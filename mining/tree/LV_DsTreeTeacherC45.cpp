@@ -177,12 +177,14 @@ class TLVDsTreeTeacherC45::TGrowth {
       if (node.children[b].caseCount > node.children[largest].caseCount) largest = b;
     }
     const double branchEstimate = Estimate(node.children[largest], rows, weights);
-    if (leafEstimate <= subtreeEstimate + 0.1 && leafEstimate <= branchEstimate + 0.1) {
+    const TLVPruneAction action = TreePruneAction(leafEstimate, subtreeEstimate, branchEstimate,
+                                                  node.children[largest].IsLeaf());
+    if (action == TLVPruneAction::paLeaf) {
       node.children.clear();
       node.predictedError = leafEstimate;
       return leafEstimate;
     }
-    if (branchEstimate <= subtreeEstimate + 0.1 && !node.children[largest].IsLeaf()) {
+    if (action == TLVPruneAction::paLargestBranch) {
       // The branch takes the node's place (and its rows); the node's own condition stays.
       TLVTreeNode branch = std::move(node.children[largest]);
       branch.condition = node.condition;

@@ -113,6 +113,12 @@ double TreeAddErrs(double n, double e, const TLVPruneConfidence& confidence) {
   return n * p - e;
 }
 
+TLVPruneAction TreePruneAction(double leaf, double subtree, double branch, bool branchIsLeaf) {
+  if (leaf <= subtree + 0.1 && leaf <= branch + 0.1) return TLVPruneAction::paLeaf;
+  if (branch <= subtree + 0.1 && !branchIsLeaf) return TLVPruneAction::paLargestBranch;
+  return TLVPruneAction::paKeep;
+}
+
 void RegisterTreeMeasuresTexts() {
   TLVLocalization::Instance().RegisterKeys(
       {"ErrTreeNegativeCount", "ErrTreeThresholdPrecision", "ErrTreeConfidenceLevel"});

@@ -6,6 +6,7 @@
 // value are spread over the branches. Pure functions, safe from any thread.
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 namespace lv {
@@ -46,6 +47,13 @@ double NormalQuantile(double p);
 
 // Errors to add to `e` observed errors among `n` rows for a pessimistic estimate.
 double TreeAddErrs(double n, double e, const TLVPruneConfidence& confidence);
+
+// What pruning does with a node from the estimated errors of the node as a leaf, of
+// its subtree and of its largest branch over all its rows: a leaf when that is no
+// worse than either by more than 0.1; else the largest branch in its place when that
+// is no worse than the subtree by more than 0.1 and is not a leaf itself; else keep.
+enum class TLVPruneAction : uint8_t { paKeep, paLeaf, paLargestBranch };
+TLVPruneAction TreePruneAction(double leaf, double subtree, double branch, bool branchIsLeaf);
 
 void RegisterTreeMeasuresTexts();
 

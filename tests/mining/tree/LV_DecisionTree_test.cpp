@@ -143,6 +143,17 @@ TEST(TreeMeasures, AddErrsInAllFourCasesAndTheConfidenceMapping) {
   EXPECT_EQ(test::ErrorKey([] { TreePruneConfidence(std::nan("")); }), "ErrTreeConfidenceLevel");
 }
 
+TEST(TreeMeasures, PruningPrefersALeafThenTheLargestBranchWithinATenth) {
+  using A = TLVPruneAction;
+  EXPECT_EQ(TreePruneAction(5.1, 5.0, 5.0, false), A::paLeaf);
+  EXPECT_EQ(TreePruneAction(5.1, 5.0, 5.5, true), A::paLeaf);
+  EXPECT_EQ(TreePruneAction(5.15, 5.0, 5.0, false), A::paLargestBranch);
+  EXPECT_EQ(TreePruneAction(5.15, 5.0, 5.0, true), A::paKeep);  // the branch is a leaf
+  EXPECT_EQ(TreePruneAction(5.0, 5.0, 4.85, false), A::paLargestBranch);
+  EXPECT_EQ(TreePruneAction(6.0, 5.0, 5.1, false), A::paLargestBranch);
+  EXPECT_EQ(TreePruneAction(6.0, 5.0, 5.15, false), A::paKeep);
+}
+
 TEST(DecisionTree, GrowsTheWeatherTreeByGainRatioAndWritesItsRules) {
   TLVDecisionTreeHandler model;
   Tune(model, Weather());
@@ -423,12 +434,13 @@ TEST(DecisionTree, RulesClassifyEveryRowAsTheExecutorAndSurviveReopening) {
 }
 
 TEST(DecisionTree, MissingValuesAreSpreadOverTheBranches) {
-  // x decides the class; every fifth row has no x and follows the rows that have one.
+  // x decides the class (60 L at 1, 40 H at 9); ten L rows have no x and are spread
+  // over the branches by the known rows: 50 : 40.
   TRows rows;
   for (int i = 0; i < 100; ++i) {
-    const bool low = i % 2 == 0;
+    const bool low = i % 5 < 3;
     rows.push_back(
-        {i % 5 == 4 ? TLVValue::Null(TLVDataType::dtFloat) : TLVValue::Float(low ? 1 : 9),
+        {i % 10 == 0 ? TLVValue::Null(TLVDataType::dtFloat) : TLVValue::Float(low ? 1 : 9),
          S(low ? "L" : "H")});
   }
   auto table = std::make_shared<test::TTestTable>(
@@ -438,21 +450,24 @@ TEST(DecisionTree, MissingValuesAreSpreadOverTheBranches) {
   model.Teach(nullptr);
   const TLVTreeNode& root = model.Tree().Tree();
   ASSERT_EQ(root.children.size(), 2u);
-  EXPECT_EQ(model.TreeTeacher().DistributedCount(), 20);
-  // 40 known rows each way, and the 20 unknown ones split half and half.
-  EXPECT_DOUBLE_EQ(root.children[0].caseCount, 50);
-  EXPECT_DOUBLE_EQ(root.children[0].classCounts[1], 40 + 10 * 0.5);
-  // A row without x gets the mixture of both leaves: the first of the equal classes.
+  EXPECT_EQ(model.TreeTeacher().DistributedCount(), 10);
+  EXPECT_DOUBLE_EQ(root.children[0].caseCount, 50 + 10 * 5.0 / 9);
+  EXPECT_DOUBLE_EQ(root.children[1].classCounts[1], 10 * 4.0 / 9);  // L rows among the H
+  // A row without x gets the mixture of both leaves.
   std::vector<double> mixture(2);
   const double missing = LVMissing();
   model.Tree().Distribution(&missing, 1, mixture);
-  EXPECT_DOUBLE_EQ(mixture[0] + mixture[1], 1.0);
-  EXPECT_DOUBLE_EQ(mixture[0], 0.5);
+  EXPECT_NEAR(mixture[1], 0.6, 1e-12);
+  EXPECT_NEAR(mixture[0], 0.4, 1e-12);
   int32_t decided = -1;
   double probability = 0;
   model.Tree().Classify(&missing, 1, 1, &decided, &probability);
-  EXPECT_EQ(decided, 0);
-  EXPECT_DOUBLE_EQ(probability, 0.5);
+  EXPECT_EQ(decided, 1);
+  EXPECT_NEAR(probability, 0.6, 1e-12);
+  // The executor shows the same for the rows without x.
+  ILVDataSource& out = *model.GetDataSourceIntf();
+  EXPECT_EQ(out.GetValue(0, 2).AsText(), "L");
+  EXPECT_NEAR(out.GetNumber(0, 4), 0.6, 1e-12);
 }
 
 TEST(DecisionTree, BadInputIsRefusedWithItsMessageAndTheModelKept) {
