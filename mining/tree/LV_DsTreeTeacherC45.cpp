@@ -101,14 +101,16 @@ class TLVDsTreeTeacherC45::TGrowth {
   std::vector<int32_t>& Classes() { return classes0_; }
   const std::vector<TLVTreeAttribute>& Attributes() const { return attributes_; }
 
-  // The whole training set: every row with weight 1, continuous attributes sorted.
-  TSubset RootSubset() const {
+  // The whole training set: every row with weight 1, and with `sorted` the rows of
+  // every continuous attribute in the order of its values.
+  TSubset RootSubset(bool sorted) const {
     TSubset subset;
     const auto n = static_cast<int32_t>(classes0_.size());
     subset.rows.resize(static_cast<size_t>(n));
     for (int32_t i = 0; i < n; ++i) subset.rows[static_cast<size_t>(i)] = i;
     subset.weights.assign(subset.rows.size(), 1.0);
     subset.sorted.resize(attributes_.size());
+    if (!sorted) return subset;
     std::vector<std::pair<double, int32_t>> keyed;
     for (size_t a = 0; a < attributes_.size(); ++a) {
       if (attributes_[a].discrete) continue;
@@ -617,7 +619,7 @@ void TLVDsTreeTeacherC45::DoTeach(ILVProgress* progress) {
 
   TLVTreeNode root;
   growth.PrepareUsed();
-  growth.Grow(root, growth.RootSubset());
+  growth.Grow(root, growth.RootSubset(true));
   const int64_t distributed = growth.DistributedCount();
   double estimate;
   if (pruneNodes_) {
@@ -628,7 +630,7 @@ void TLVDsTreeTeacherC45::DoTeach(ILVProgress* progress) {
     };
     count(count, root);
     growth.SetPruneTotal(nodes);
-    const TSubset all = growth.RootSubset();
+    const TSubset all = growth.RootSubset(false);
     estimate = growth.Prune(root, all.rows, all.weights);
   } else {
     estimate = growth.EstimateAsGrown(root);
