@@ -52,6 +52,7 @@ int32_t PositionOfCode(const std::vector<double>& codes, double code) {
 struct TSubset {
   std::vector<int32_t> rows;
   std::vector<double> weights;
+  bool weighted = false;  // whether any weight differs from 1
   // Per continuous attribute (by attribute index, empty for discrete ones): the rows
   // with a known value, ascending by value.
   std::vector<std::vector<int32_t>> sorted;
@@ -95,9 +96,13 @@ class TLVDsTreeTeacherC45::TGrowth {
         classes_(classes),
         minCases_(teacher.minCaseCount_),
         confidence_(TreePruneConfidence(teacher.confidenceLevel_)),
-        values_(attributes_.size()) {}
+        values_(attributes_.size()),
+        codes_(attributes_.size()) {}
 
+  // The rows' values of a continuous attribute, and the positions of a discrete
+  // one's values (-1 for an empty cell).
   std::vector<double>& Values(size_t attribute) { return values_[attribute]; }
+  std::vector<int32_t>& Codes(size_t attribute) { return codes_[attribute]; }
   std::vector<int32_t>& Classes() { return classes0_; }
   const std::vector<TLVTreeAttribute>& Attributes() const { return attributes_; }
 
@@ -215,9 +220,23 @@ class TLVDsTreeTeacherC45::TGrowth {
     pruneDone_ = 0;
   }
   int64_t DistributedCount() const { return distributed_; }
-  void PrepareUsed() { used_.assign(attributes_.size(), false); }
+  // Before growth: no attribute used yet, and the table of n log2 n.
+  void Prepare() {
+    used_.assign(attributes_.size(), false);
+    nlogn_.resize(classes0_.size() + 1);
+    for (size_t i = 0; i < nlogn_.size(); ++i) {
+      nlogn_[i] = i > 0 ? static_cast<double>(i) * std::log2(static_cast<double>(i)) : 0;
+    }
+  }
 
  private:
+  double NLogN(double x) const {
+    if (!(x > 0)) return 0;  // also a difference of weights a hair below zero
+    const auto whole = static_cast<size_t>(x);
+    if (static_cast<double>(whole) == x && whole < nlogn_.size()) return nlogn_[whole];
+    return x * std::log2(x);
+  }
+
   // Class counts, size, decision and entropy of the node from its rows.
   double Describe(TLVTreeNode& node, const std::vector<int32_t>& rows,
                   const std::vector<double>& weights) const {
@@ -261,12 +280,12 @@ class TLVDsTreeTeacherC45::TGrowth {
     counts_.assign(values * static_cast<size_t>(classes_), 0.0);
     branchWeights_.assign(values + 1, 0.0);  // the last: rows with a missing value
     known_.assign(static_cast<size_t>(classes_), 0.0);
-    const std::vector<double>& column = values_[a];
+    const std::vector<int32_t>& column = codes_[a];
     for (size_t i = 0; i < subset.rows.size(); ++i) {
       const auto row = static_cast<size_t>(subset.rows[i]);
-      const double v = column[row];
+      const int32_t v = column[row];
       const double w = subset.weights[i];
-      if (std::isnan(v)) {
+      if (v < 0) {
         branchWeights_[values] += w;
         continue;
       }
@@ -299,13 +318,19 @@ class TLVDsTreeTeacherC45::TGrowth {
     const std::vector<double>& column = values_[a];
     const auto k = static_cast<size_t>(classes_);
     known_.assign(k, 0.0);
+    const bool weighted = subset.weighted;
+    auto weightOf = [this, weighted](size_t row) { return weighted ? weight_[row] : 1.0; };
     double knownRows = 0;
     int64_t tries = 0;  // distinct neighbouring values: the thresholds one could choose
+    double previous = 0;
     for (size_t i = 0; i < sorted.size(); ++i) {
       const auto row = static_cast<size_t>(sorted[i]);
-      known_[static_cast<size_t>(classes0_[row])] += weight_[row];
-      knownRows += weight_[row];
-      if (i > 0 && column[static_cast<size_t>(sorted[i - 1])] < column[row]) ++tries;
+      const double w = weightOf(row);
+      known_[static_cast<size_t>(classes0_[row])] += w;
+      knownRows += w;
+      const double v = column[row];
+      if (i > 0 && previous < v) ++tries;
+      previous = v;
     }
     TCandidate result;
     if (knownRows < 2.0 * minCases_ - kTiny) return result;
@@ -313,28 +338,32 @@ class TLVDsTreeTeacherC45::TGrowth {
     const double info = TreeEntropy(known_, knownRows);
     const double fraction = knownRows / n;
     left_.assign(k, 0.0);
-    right_.resize(k);
     double leftRows = 0;
     size_t bestAt = 0;
     double bestScore = 0;
     const bool byGain = teacher_.needClearRules_;
+    double next = sorted.empty() ? 0 : column[static_cast<size_t>(sorted[0])];
     for (size_t i = 0; i + 1 < sorted.size(); ++i) {
       const auto row = static_cast<size_t>(sorted[i]);
-      const double w = weight_[row];
+      const double w = weightOf(row);
       left_[static_cast<size_t>(classes0_[row])] += w;
       leftRows += w;
-      const double v = column[row];
-      const double next = column[static_cast<size_t>(sorted[i + 1])];
+      const double v = next;
+      next = column[static_cast<size_t>(sorted[i + 1])];
       if (!(v < next)) continue;
       const double rightRows = knownRows - leftRows;
       if (leftRows < minCases_ - kTiny) continue;
       if (rightRows < minCases_ - kTiny) break;  // only shrinks from here on
-      for (size_t c = 0; c < k; ++c) right_[c] = known_[c] - left_[c];
-      const double weighted =
-          leftRows * TreeEntropy(left_, leftRows) + rightRows * TreeEntropy(right_, rightRows);
-      const double gain = fraction * (info - weighted / knownRows);
-      const double parts[] = {leftRows, rightRows, unknown};
-      const double ratio = TreeGainRatio(gain, TreeSplitInfo(parts, n));
+      // n H(n) = n log2 n - sum n_c log2 n_c for both branches: the weighted entropy
+      // without a division or a logarithm per class (whole counts come from a table).
+      double spread = NLogN(leftRows) + NLogN(rightRows);
+      for (size_t c = 0; c < k; ++c) spread -= NLogN(left_[c]) + NLogN(known_[c] - left_[c]);
+      const double gain = fraction * (info - spread / knownRows);
+      // The ratio is needed per threshold only when it chooses the threshold.
+      const double ratio =
+          byGain ? 0
+                 : TreeGainRatio(
+                       gain, (NLogN(n) - NLogN(leftRows) - NLogN(rightRows) - NLogN(unknown)) / n);
       const double score = byGain ? gain : ratio;
       if (!result.valid || score > bestScore) {
         result = {gain, ratio, 0, true};
@@ -347,7 +376,7 @@ class TLVDsTreeTeacherC45::TGrowth {
       result.gain -= std::log2(static_cast<double>(std::max<int64_t>(tries, 1))) / n;
       const double leftRowsAt = [&] {
         double sum = 0;
-        for (size_t i = 0; i <= bestAt; ++i) sum += weight_[static_cast<size_t>(sorted[i])];
+        for (size_t i = 0; i <= bestAt; ++i) sum += weightOf(static_cast<size_t>(sorted[i]));
         return sum;
       }();
       const double parts[] = {leftRowsAt, knownRows - leftRowsAt, unknown};
@@ -390,15 +419,17 @@ class TLVDsTreeTeacherC45::TGrowth {
 
   // The branch of a row at a node that tests attribute `a`, -1 for a missing value.
   int32_t BranchOfRow(size_t a, double threshold, int32_t row) const {
+    if (attributes_[a].discrete) return codes_[a][static_cast<size_t>(row)];
     const double v = values_[a][static_cast<size_t>(row)];
     if (std::isnan(v)) return -1;
-    if (attributes_[a].discrete) return static_cast<int32_t>(v);
     return v < threshold ? 0 : 1;
   }
 
   // Splits the node's rows (and sorted lists) over its new branches and gives every
   // branch its condition.
-  std::vector<TSubset> Partition(TLVTreeNode& node, const TSubset& subset, const TSplit& split) {
+  // The parent's sorted lists are released as they are divided, so the rows are held
+  // about once, not twice, while a node splits.
+  std::vector<TSubset> Partition(TLVTreeNode& node, TSubset& subset, const TSplit& split) {
     const auto a = static_cast<size_t>(split.attribute);
     const TLVTreeAttribute& attribute = attributes_[a];
     const size_t branches = attribute.discrete ? attribute.codes.size() : 2;
@@ -424,7 +455,10 @@ class TLVDsTreeTeacherC45::TGrowth {
       }
     }
     std::vector<TSubset> parts(branches);
-    for (TSubset& part : parts) part.sorted.resize(attributes_.size());
+    for (TSubset& part : parts) {
+      part.sorted.resize(attributes_.size());
+      part.weighted = subset.weighted;
+    }
     for (size_t i = 0; i < subset.rows.size(); ++i) {
       const int32_t row = subset.rows[i];
       const int32_t b = branch_[static_cast<size_t>(row)];
@@ -436,11 +470,13 @@ class TLVDsTreeTeacherC45::TGrowth {
       ++distributed_;
       for (size_t c = 0; c < branches; ++c) {
         if (known[c] <= 0) continue;
+        parts[c].weighted = true;
         parts[c].rows.push_back(row);
         parts[c].weights.push_back(subset.weights[i] * known[c] / knownTotal);
       }
     }
     for (size_t s = 0; s < attributes_.size(); ++s) {
+      for (TSubset& part : parts) part.sorted[s].reserve(subset.sorted[s].size() / branches);
       for (int32_t row : subset.sorted[s]) {
         const int32_t b = branch_[static_cast<size_t>(row)];
         if (b >= 0) {
@@ -451,6 +487,7 @@ class TLVDsTreeTeacherC45::TGrowth {
           if (known[c] > 0) parts[c].sorted[s].push_back(row);
         }
       }
+      std::vector<int32_t>().swap(subset.sorted[s]);
     }
     return parts;
   }
@@ -517,12 +554,14 @@ class TLVDsTreeTeacherC45::TGrowth {
   int32_t classes_;
   int32_t minCases_;
   TLVPruneConfidence confidence_;
-  std::vector<std::vector<double>> values_;  // per attribute; discrete: the position
+  std::vector<std::vector<double>> values_;  // per continuous attribute
+  std::vector<std::vector<int32_t>> codes_;  // per discrete attribute
   std::vector<int32_t> classes0_;            // per row: the class position
   std::vector<double> weight_;               // per row: its weight in the node at hand
   std::vector<int32_t> branch_;              // per row: its branch in the split at hand
   std::vector<bool> used_;                   // discrete attributes on the current path
-  std::vector<double> counts_, branchWeights_, known_, left_, right_;
+  std::vector<double> counts_, branchWeights_, known_, left_;
+  std::vector<double> nlogn_;  // n log2 n of whole counts up to the training rows
   int64_t distributed_ = 0;
   int32_t pruneDone_ = 0;
   int32_t pruneTotal_ = 0;
@@ -597,12 +636,12 @@ void TLVDsTreeTeacherC45::DoTeach(ILVProgress* progress) {
         growth.Classes().push_back(c);
         for (TLVRowIndex a = 0; a < width; ++a) {
           const TLVTreeAttribute& attribute = attributes[static_cast<size_t>(a)];
-          double v = in[static_cast<size_t>(a * n + i)];
+          const double v = in[static_cast<size_t>(a * n + i)];
           if (attribute.discrete) {
-            const int32_t position = PositionOfCode(attribute.codes, v);
-            v = position < 0 ? LVMissing() : position;
+            growth.Codes(static_cast<size_t>(a)).push_back(PositionOfCode(attribute.codes, v));
+          } else {
+            growth.Values(static_cast<size_t>(a)).push_back(v);
           }
-          growth.Values(static_cast<size_t>(a)).push_back(v);
         }
       }
       scope.Step(at + n);
@@ -611,14 +650,17 @@ void TLVDsTreeTeacherC45::DoTeach(ILVProgress* progress) {
   const auto known = static_cast<int32_t>(growth.Classes().size());
   if (known < 2 * minCaseCount_) throw ELVError("ErrTreeTooFewRows", {2 * minCaseCount_});
   for (size_t a = 0; a < attributes.size(); ++a) {
-    const std::vector<double>& column = growth.Values(a);
-    if (std::all_of(column.begin(), column.end(), [](double v) { return std::isnan(v); })) {
-      throw ELVError("ErrTreeInputEmpty", {columnOf[a]});
-    }
+    const std::vector<double>& values = growth.Values(a);
+    const std::vector<int32_t>& codes = growth.Codes(a);
+    const bool empty =
+        attributes[a].discrete
+            ? std::all_of(codes.begin(), codes.end(), [](int32_t v) { return v < 0; })
+            : std::all_of(values.begin(), values.end(), [](double v) { return std::isnan(v); });
+    if (empty) throw ELVError("ErrTreeInputEmpty", {columnOf[a]});
   }
 
   TLVTreeNode root;
-  growth.PrepareUsed();
+  growth.Prepare();
   growth.Grow(root, growth.RootSubset(true));
   const int64_t distributed = growth.DistributedCount();
   double estimate;
