@@ -334,7 +334,8 @@ class TLVDsTreeTeacherC45::TGrowth {
     }
     TCandidate result;
     if (knownRows < 2.0 * minCases_ - kTiny) return result;
-    const double unknown = n - knownRows;
+    // Sums of fractional weights may leave a hair of difference: never below zero.
+    const double unknown = std::max(0.0, n - knownRows);
     const double info = TreeEntropy(known_, knownRows);
     const double fraction = knownRows / n;
     left_.assign(k, 0.0);
@@ -379,7 +380,7 @@ class TLVDsTreeTeacherC45::TGrowth {
         for (size_t i = 0; i <= bestAt; ++i) sum += weightOf(static_cast<size_t>(sorted[i]));
         return sum;
       }();
-      const double parts[] = {leftRowsAt, knownRows - leftRowsAt, unknown};
+      const double parts[] = {leftRowsAt, std::max(0.0, knownRows - leftRowsAt), unknown};
       result.ratio = TreeGainRatio(result.gain, TreeSplitInfo(parts, n));
     }
     result.threshold =

@@ -468,6 +468,35 @@ TEST(DecisionTree, MissingValuesAreSpreadOverTheBranches) {
   ILVDataSource& out = *model.GetDataSourceIntf();
   EXPECT_EQ(out.GetValue(0, 2).AsText(), "L");
   EXPECT_NEAR(out.GetNumber(0, 4), 0.6, 1e-12);
+
+  // Gaps in every input make weights of many fractions: sums of them must not fail
+  // the entropies, and every row still gets a class and a probability.
+  auto noisy = Noisy(3000, 5, 11);
+  TRows gappy;
+  for (TLVRowIndex row = 0; row < noisy->GetRowCount(); ++row) {
+    std::vector<TLVValue> values;
+    for (int32_t column = 0; column < 4; ++column) {
+      const bool gap = (column == 0 && row % 3 == 0) || (column == 2 && row % 7 == 1);
+      values.push_back(gap ? TLVValue::Null(noisy->Columns()[column].GetDataType())
+                           : noisy->GetValue(row, column));
+    }
+    gappy.push_back(std::move(values));
+  }
+  auto table2 = std::make_shared<test::TTestTable>(TColumns{{"x", TLVDataType::dtFloat},
+                                                            {"n", TLVDataType::dtInteger},
+                                                            {"k", TLVDataType::dtString},
+                                                            {"cls", TLVDataType::dtString}},
+                                                   std::move(gappy));
+  TLVDecisionTreeHandler spread;
+  Tune(spread, table2, false);
+  spread.Teach(nullptr);
+  EXPECT_GT(spread.TreeTeacher().DistributedCount(), 1000);
+  EXPECT_GT(spread.TreeTeacher().Result(kTeach).PercentRecognized(), 60);
+  ILVDataSource& result = *spread.GetDataSourceIntf();
+  for (TLVRowIndex row = 0; row < result.GetRowCount(); ++row) {
+    ASSERT_FALSE(result.IsNull(row, 4)) << row;
+    ASSERT_GT(result.GetNumber(row, 6), 0.0) << row;
+  }
 }
 
 TEST(DecisionTree, BadInputIsRefusedWithItsMessageAndTheModelKept) {
