@@ -388,6 +388,10 @@ void TLVDecisionTree::LoadState(const ILVSettingsSection& section) {
   TLVTreeNode root;
   if (const ILVSettingsSection* tree = section.FindSection("Tree")) root = LoadNode(*tree);
   if (classNames.empty()) return;  // an untrained tree stays empty
+  // The kernel reads one input component per attribute: the counts must agree.
+  if (attributes.size() != static_cast<size_t>(InputWidth())) {
+    RaisePropertyValue("Attributes", std::to_string(attributes.size()));
+  }
   if (!ValidTree(root, attributes, classNames.size())) RaisePropertyValue("Tree", "");
   root_ = std::move(root);
   attributes_ = std::move(attributes);

@@ -431,6 +431,14 @@ TEST(DecisionTree, RulesClassifyEveryRowAsTheExecutorAndSurviveReopening) {
   }
   EXPECT_THROW(reopened.LoadSettingsFrom(damaged), ELVError);
   EXPECT_EQ(reopened.Tree().Tree(), tree.Tree());
+  // So is a kernel whose inputs are fewer than the attributes its tree tests.
+  test::TMapSection narrowed;
+  model.SaveSettingsTo(narrowed);
+  for (auto& [name, child] : narrowed.children) {
+    if (name == "Kernel") child->Put("InputWidth", "2");
+  }
+  EXPECT_THROW(reopened.LoadSettingsFrom(narrowed), ELVError);
+  EXPECT_EQ(reopened.Tree().Attributes(), tree.Attributes());
 }
 
 TEST(DecisionTree, MissingValuesAreSpreadOverTheBranches) {
