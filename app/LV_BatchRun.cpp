@@ -102,6 +102,9 @@ class TRunner {
         // A model's training and test errors go to the log whatever its detail.
         if (auto* model = dynamic_cast<ILVModelSummary*>(&handler)) {
           log_.Log(nullptr, model->TeachSummary(), 0, level + 1);
+          for (const std::string& line : model->TeachDetails()) {
+            log_.Log(nullptr, line, 0, level + 2);
+          }
         }
       }
     }

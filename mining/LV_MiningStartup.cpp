@@ -10,6 +10,7 @@
 #include "mining/som/LV_SOMVendor.h"
 #include "mining/teach/LV_TeachDataSource.h"
 #include "mining/teachers/LV_Teacher.h"
+#include "mining/tree/LV_DecisionTreeVendor.h"
 
 namespace lv {
 
@@ -25,6 +26,7 @@ void MiningStartup() {
   RegisterLinearRegressionVendor();
   RegisterNeuralNetVendor();
   RegisterSOMVendor();
+  RegisterDecisionTreeVendor();
 }
 
 }  // namespace lv

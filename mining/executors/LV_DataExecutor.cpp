@@ -177,9 +177,12 @@ void TLVCustomDataExecutor::DefineColumns() {
     }
   }
   if (!kernel_) return;
+  const bool firstOutputShown = !outputs.empty() && columns.IndexOfName(outputs.front()) >= 0;
   const std::vector<TLVAnalyticKernel::TResultColumn> results = kernel_->ResultColumns();
   for (size_t k = 0; k < results.size(); ++k) {
-    AddComputed(results[k].name, results[k].type);
+    if (results[k].afterFirstOutput && !firstOutputShown) continue;
+    AddComputed(results[k].afterFirstOutput ? outputs.front() + results[k].name : results[k].name,
+                results[k].type);
     add(TLVExecutorColumnType::ectCalculate, {-1, false, static_cast<int32_t>(k)});
   }
 }

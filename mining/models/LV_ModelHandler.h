@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/sources/LV_Component.h"
 #include "mining/executors/LV_DataExecutor.h"
@@ -25,6 +26,9 @@ class ILVModelSummary {
  public:
   virtual ~ILVModelSummary() = default;
   virtual std::string TeachSummary() const = 0;
+  // Further lines a model kind reports about its training (a table of results, say),
+  // logged under the summary; none by default.
+  virtual std::vector<std::string> TeachDetails() const { return {}; }
 };
 
 class TLVModelHandler : public TLVComponent, public ILVTeachable, public ILVModelSummary {
@@ -55,6 +59,7 @@ class TLVModelHandler : public TLVComponent, public ILVTeachable, public ILVMode
   // The result and the errors of both sets after the last training, for a line of the
   // run log under the node's own.
   std::string TeachSummary() const override;
+  std::vector<std::string> TeachDetails() const override { return teacher_->TeachDetails(); }
 
   // "TunedNormDataSource", "TeachDataSource", "Teacher", "Kernel", "Executor".
   void SaveSettingsTo(ILVSettingsSection& section) const override;

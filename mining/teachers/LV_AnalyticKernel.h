@@ -49,11 +49,16 @@ class TLVAnalyticKernel {
   virtual void Compute(const double* in, ptrdiff_t ldIn, TLVRowIndex rows, double* out,
                        ptrdiff_t ldOut) const = 0;
 
-  // Columns the kernel adds to an executor's table besides its outputs (for a map:
-  // each row's node and cluster), by name and type.
+  // Columns the kernel adds to an executor's table besides its outputs (for a map: each
+  // row's node and cluster; for a tree: the probability of the predicted class), by name
+  // and type. A kind offers the same ones trained or not, so a node's columns do not
+  // change with training.
   struct TResultColumn {
     std::string name;
     TLVDataType type = TLVDataType::dtFloat;
+    // The name is a suffix of the first output's name ("<output>_PROB"); such a column
+    // exists only while that output does.
+    bool afterFirstOutput = false;
   };
   virtual std::vector<TResultColumn> ResultColumns() const { return {}; }
   // Their values for `rows` rows: out[k * ldOut + i] is result column k of row i, NaN

@@ -15,6 +15,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "core/sources/LV_Progress.h"
 #include "mining/LV_MiningTypes.h"
@@ -121,6 +122,9 @@ class TLVErrorCalcTeacher : public TLVTeacher {
 
   // Recomputes a set's statistics: the kernel over the set's rows against their targets.
   void CalcErrors(TLVDataSourceType set, ILVProgress* progress = nullptr);
+
+  // Lines of the kind's own results of the last training for the run log (none here).
+  virtual std::vector<std::string> TeachDetails() const { return {}; }
 
   // Adds "RecognitionErr" and "Errors" (a sub-item per set, named by the set).
   void SaveTo(ILVSettingsSection& section) const override;
