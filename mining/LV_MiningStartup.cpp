@@ -1,6 +1,7 @@
 #include "mining/LV_MiningStartup.h"
 
 #include "mining/LV_MiningTypes.h"
+#include "mining/assoc/LV_AssnRulesStartup.h"
 #include "mining/executors/LV_DataExecutor.h"
 #include "mining/models/LV_LinearRegressionVendor.h"
 #include "mining/normalizers/LV_NormalizerVendor.h"
@@ -21,6 +22,7 @@ void MiningStartup() {
   RegisterTeacherTexts();
   RegisterDataExecutorTexts();
   RegisterLinearRegressionVendor();
+  RegisterAssociationRulesUnits();
 }
 
 }  // namespace lv
