@@ -9,9 +9,7 @@
 
 namespace lv {
 
-namespace {
-
-std::string JoinNumbers(std::span<const int32_t> numbers) {
+std::string ItemsToText(std::span<const int32_t> numbers) {
   std::string text;
   for (const int32_t n : numbers) {
     if (!text.empty()) text += ' ';
@@ -20,7 +18,7 @@ std::string JoinNumbers(std::span<const int32_t> numbers) {
   return text;
 }
 
-std::vector<int32_t> SplitNumbers(std::string_view key, const std::string& text) {
+std::vector<int32_t> ItemsFromText(std::string_view key, const std::string& text) {
   std::vector<int32_t> numbers;
   const char* p = text.data();
   const char* end = p + text.size();
@@ -37,6 +35,8 @@ std::vector<int32_t> SplitNumbers(std::string_view key, const std::string& text)
   }
   return numbers;
 }
+
+namespace {
 
 const ILVSettingsSection& RequireSection(const ILVSettingsSection& section, std::string_view name) {
   const ILVSettingsSection* found = section.FindSection(name);
@@ -152,12 +152,12 @@ void TLVAssociationRules::SaveTo(ILVSettingsSection& section) const {
   WriteSetting(section, "MaxSupport", maxSupport_);
   WriteSetting(section, "MinConfidence", minConfidence_);
   WriteSetting(section, "MaxConfidence", maxConfidence_);
-  section.Put("Positions", JoinNumbers(positions_));
+  section.Put("Positions", ItemsToText(positions_));
   ILVSettingsSection& sets = section.AddSection("LargeItemSets");
   WriteSetting(sets, "Count", static_cast<int32_t>(sets_.size()));
   for (const TLVAssnItemSet& set : sets_) {
     ILVSettingsSection& item = sets.AddItem("ItemSet");
-    item.Put("Items", JoinNumbers(set.items));
+    item.Put("Items", ItemsToText(set.items));
     WriteSetting(item, "SupportCount", set.supportCount);
   }
   ILVSettingsSection& rules = section.AddSection("Rules");
@@ -184,7 +184,7 @@ void TLVAssociationRules::LoadFrom(const ILVSettingsSection& section) {
   loaded.minConfidence_ = ReadSetting(section, "MinConfidence", 0.0);
   loaded.maxConfidence_ = ReadSetting(section, "MaxConfidence", 1.0);
   const std::string positionsText = section.Get("Positions").value_or("0");
-  loaded.positions_ = SplitNumbers("Positions", positionsText);
+  loaded.positions_ = ItemsFromText("Positions", positionsText);
   for (const ILVSettingsSection* name : CountedItems(RequireSection(section, "Items"), "Item")) {
     loaded.itemNames_.push_back(name->Get("Name").value_or(""));
   }
@@ -192,7 +192,7 @@ void TLVAssociationRules::LoadFrom(const ILVSettingsSection& section) {
   for (const ILVSettingsSection* item :
        CountedItems(RequireSection(section, "LargeItemSets"), "ItemSet")) {
     const std::string text = item->Get("Items").value_or("");
-    TLVAssnItemSet set{SplitNumbers("Items", text), ReadSetting(*item, "SupportCount", 0)};
+    TLVAssnItemSet set{ItemsFromText("Items", text), ReadSetting(*item, "SupportCount", 0)};
     const bool ascending = std::adjacent_find(set.items.begin(), set.items.end(),
                                               std::greater_equal<>()) == set.items.end();
     const bool known = std::all_of(set.items.begin(), set.items.end(),

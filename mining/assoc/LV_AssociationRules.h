@@ -115,6 +115,11 @@ class TLVAssociationRules {
   mutable std::unique_ptr<TLVAssnRulesFindHashForest> forest_;
 };
 
+// Item numbers as saved: "1 5 7". Reading raises "ErrPropertyValue" naming `key` for a
+// text that is not such a list.
+std::string ItemsToText(std::span<const int32_t> numbers);
+std::vector<int32_t> ItemsFromText(std::string_view key, const std::string& text);
+
 void RegisterAssociationRulesTexts();
 
 }  // namespace lv

@@ -10,6 +10,7 @@
 #include "LV_TestHelpers.h"
 #include "core/LV_TestSection.h"
 #include "core/LV_TestTable.h"
+#include "mining/assoc/LV_AssnRulesSortFilter.h"
 #include "mining/assoc/LV_AssociationRulesTeacher.h"
 #include "mining/random/LV_Random.h"
 
@@ -239,7 +240,7 @@ TEST(AssociationRulesTeacher, FindsExactlyTheSetsAndRulesThatBruteForceCounts) {
 }
 
 TLVTransactions Shop() {
-  // 0 bread, 1 butter, 2 milk, 3 jam.
+  // 0 bread (6 of 8), 1 butter (6), 2 milk (5), 3 jam (2).
   TLVTransactions t;
   for (const std::vector<int32_t>& basket : std::vector<std::vector<int32_t>>{
            {0, 1}, {0, 1, 2}, {0, 2}, {0, 1, 3}, {2, 3}, {0, 1, 2}, {1, 2}, {0, 1}}) {
@@ -278,8 +279,8 @@ TEST(AssociationRulesTeacher, StagesReportTheirProgressAndCandidates) {
     void Finish() override {}
   } progress;
   s.teacher.Teach(&progress);
-  // Items: bread 6, butter 6, milk 4, jam 2 of 8; pairs at 2/8 or more: bread-butter 5,
-  // bread-milk 3, butter-milk 3, milk-jam 1 (out); triple bread-butter-milk 2.
+  // Pairs at 2/8 or more: bread-butter 5, bread-milk 3, butter-milk 3 (those with jam 1);
+  // the triple bread-butter-milk 2.
   EXPECT_EQ(found, (std::vector<std::tuple<int32_t, int32_t, int32_t>>{
                        {1, 4, 4}, {2, 6, 3}, {3, 1, 1}, {4, 0, 0}}));
   EXPECT_EQ(s.model.Positions(), (std::vector<int32_t>{0, 4, 7, 8}));
@@ -378,6 +379,93 @@ TEST(AssociationRules, SavedModelReopensWithEveryRuleAndLookup) {
   damaged.Put("Positions", "0 4 6 8");
   EXPECT_EQ(test::KeyOf([&] { reopened.LoadFrom(damaged); }), "ErrPropertyValue");
   EXPECT_EQ(reopened.Rules().size(), s.model.Rules().size());
+}
+
+// "{a} => {b}" of each listed rule.
+std::vector<std::string> RuleTexts(const TLVAssociationRules& model,
+                                   const std::vector<int32_t>& rules) {
+  std::vector<std::string> texts;
+  for (const int32_t i : rules) {
+    const TLVAssociationRule& rule = model.Rules()[static_cast<size_t>(i)];
+    texts.push_back(model.ItemSetText(rule.antecedentSet) + " => " +
+                    model.ItemSetText(rule.consequentSet));
+  }
+  return texts;
+}
+
+TEST(AssnRulesSortFilter, RulesAreFilteredAndSortedAsTheViewAsks) {
+  TShopSearch s;
+  s.teacher.Teach();
+  ASSERT_EQ(s.model.Rules().size(), 8u);
+  TLVAssnRulesSortFilter view;
+  EXPECT_EQ(view.Apply(s.model), (std::vector<int32_t>{0, 1, 2, 3, 4, 5, 6, 7}));
+  view.FilterSet = {TLVAssnRulesFilterType::arftConsequent,
+                    TLVAssnRulesFilterType::arftConfidenceMin};
+  view.FilterConsequentSet = {1};
+  view.FilterConfidenceMin = 0.6;
+  view.SortOrder = TLVAssnRulesSortOrder::arsoLift;
+  view.SortDirection = TLVSortDirection::sdDesc;
+  EXPECT_EQ(RuleTexts(s.model, view.Apply(s.model)),
+            (std::vector<std::string>{"{хлеб} => {масло}", "{хлеб, молоко} => {масло}",
+                                      "{молоко} => {масло}"}));
+  view.FilterSet = {TLVAssnRulesFilterType::arftLiftMin, TLVAssnRulesFilterType::arftSupportMax};
+  view.FilterLiftMin = 0.85;
+  view.FilterSupportMax = 0.4;
+  view.SortOrder = TLVAssnRulesSortOrder::arsoAntecedent;
+  view.SortDirection = TLVSortDirection::sdAsc;
+  EXPECT_EQ(RuleTexts(s.model, view.Apply(s.model)),
+            (std::vector<std::string>{"{хлеб, молоко} => {масло}", "{масло, молоко} => {хлеб}"}));
+
+  test::TMapSection saved;
+  view.SaveTo(saved);
+  TLVAssnRulesSortFilter reopened;
+  reopened.LoadFrom(saved);
+  EXPECT_EQ(reopened.Apply(s.model), view.Apply(s.model));
+  EXPECT_EQ(saved.texts["FilterSet"], "arftSupportMax,arftLiftMin");
+  saved.Put("SortOrder", "arsoNowhere");
+  EXPECT_EQ(test::KeyOf([&] { reopened.LoadFrom(saved); }), "ErrPropertyValue");
+  EXPECT_EQ(reopened.SortOrder, TLVAssnRulesSortOrder::arsoAntecedent);
+}
+
+TEST(AssnRulesSortFilter, ItemSetsAndTheWhatIfSearchWorkOnTheModel) {
+  TShopSearch s;
+  s.teacher.Teach();
+  auto texts = [&](const std::vector<int32_t>& sets) {
+    std::vector<std::string> all;
+    for (const int32_t i : sets) all.push_back(s.model.ItemSetText(i));
+    return all;
+  };
+  TLVAssnItemSetFilter filter;
+  filter.filters = {TLVAssnRulesItemSetFilterType::isftPowerMin,
+                    TLVAssnRulesItemSetFilterType::isftPowerMax};
+  filter.powerMin = 2;
+  filter.powerMax = 2;
+  EXPECT_EQ(texts(SortFilterItemSets(s.model, TLVAssnRulesItemSetSortOrder::issoSupport,
+                                     TLVSortDirection::sdDesc, filter)),
+            (std::vector<std::string>{"{хлеб, масло}", "{хлеб, молоко}", "{масло, молоко}"}));
+  filter.filters = {TLVAssnRulesItemSetFilterType::isftName,
+                    TLVAssnRulesItemSetFilterType::isftSupportMax};
+  filter.items = {2};
+  filter.supportMax = 0.4;
+  EXPECT_EQ(
+      texts(SortFilterItemSets(s.model, TLVAssnRulesItemSetSortOrder::issoName,
+                               TLVSortDirection::sdAsc, filter)),
+      (std::vector<std::string>{"{хлеб, масло, молоко}", "{хлеб, молоко}", "{масло, молоко}"}));
+
+  using M = TLVAssnRulesFindRulesCufOffMeasure;
+  const std::vector<int32_t> milk{2};
+  EXPECT_EQ(RuleTexts(s.model, FindRules(s.model, milk, M::fcomNone)),
+            (std::vector<std::string>{"{молоко} => {хлеб}", "{молоко} => {масло}"}));
+  EXPECT_EQ(RuleTexts(s.model, FindRules(s.model, milk)),
+            (std::vector<std::string>{"{молоко} => {хлеб}"}));
+  const std::vector<int32_t> breadMilk{0, 2};
+  EXPECT_EQ(RuleTexts(s.model, FindRules(s.model, breadMilk, M::fcomLift)),
+            (std::vector<std::string>{"{хлеб} => {масло}"}));
+  EXPECT_EQ(RuleTexts(s.model, FindRules(s.model, breadMilk, M::fcomConfidence)),
+            (std::vector<std::string>{"{хлеб} => {масло}"}));
+  EXPECT_EQ(FindRules(s.model, breadMilk, M::fcomNone).size(), 3u);
+  const std::vector<int32_t> jam{3};
+  EXPECT_TRUE(FindRules(s.model, jam, M::fcomSupport).empty());
 }
 
 }  // namespace
