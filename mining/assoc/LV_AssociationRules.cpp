@@ -38,10 +38,12 @@ std::vector<int32_t> ItemsFromText(std::string_view key, const std::string& text
 
 namespace {
 
-const ILVSettingsSection& RequireSection(const ILVSettingsSection& section, std::string_view name) {
-  const ILVSettingsSection* found = section.FindSection(name);
-  if (!found) RaisePropertyValue(name, "");
-  return *found;
+// The items of the list `name` of `section`; none when the list is absent (a model
+// never trained is saved without them).
+std::vector<const ILVSettingsSection*> ListItems(const ILVSettingsSection& section,
+                                                 std::string_view name, std::string_view item) {
+  const ILVSettingsSection* list = section.FindSection(name);
+  return list ? CountedItems(*list, item) : std::vector<const ILVSettingsSection*>{};
 }
 
 }  // namespace
@@ -185,12 +187,11 @@ void TLVAssociationRules::LoadFrom(const ILVSettingsSection& section) {
   loaded.maxConfidence_ = ReadSetting(section, "MaxConfidence", 1.0);
   const std::string positionsText = section.Get("Positions").value_or("0");
   loaded.positions_ = ItemsFromText("Positions", positionsText);
-  for (const ILVSettingsSection* name : CountedItems(RequireSection(section, "Items"), "Item")) {
+  for (const ILVSettingsSection* name : ListItems(section, "Items", "Item")) {
     loaded.itemNames_.push_back(name->Get("Name").value_or(""));
   }
   const auto itemCount = static_cast<int32_t>(loaded.itemNames_.size());
-  for (const ILVSettingsSection* item :
-       CountedItems(RequireSection(section, "LargeItemSets"), "ItemSet")) {
+  for (const ILVSettingsSection* item : ListItems(section, "LargeItemSets", "ItemSet")) {
     const std::string text = item->Get("Items").value_or("");
     TLVAssnItemSet set{ItemsFromText("Items", text), ReadSetting(*item, "SupportCount", 0)};
     const bool ascending = std::adjacent_find(set.items.begin(), set.items.end(),
@@ -212,7 +213,7 @@ void TLVAssociationRules::LoadFrom(const ILVSettingsSection& section) {
   }
   if (!positionsGood) RaisePropertyValue("Positions", positionsText);
   const auto setCount = static_cast<int32_t>(loaded.sets_.size());
-  for (const ILVSettingsSection* item : CountedItems(RequireSection(section, "Rules"), "Rule")) {
+  for (const ILVSettingsSection* item : ListItems(section, "Rules", "Rule")) {
     TLVAssociationRule rule;
     rule.largeItemSet = ReadSetting(*item, "LargeItemSet", -1);
     rule.antecedentSet = ReadSetting(*item, "AntecedentSet", -1);

@@ -16,6 +16,7 @@
 
 #include "core/sources/LV_Progress.h"
 #include "core/sources/LV_TunedDataSource.h"
+#include "mining/normalizers/LV_TunedNormDataSource.h"
 #include "mining/assoc/LV_HashTrees.h"
 
 namespace lv {
@@ -62,7 +63,10 @@ class TLVAssnRulesColumnsInfoVendor : public TLVDefaultColumnsInfoVendor {
   std::string_view GetName() const override { return kName; }
 };
 
-class TLVAssnRulesTunedSource : public TLVTunedDataSource {
+// Built on the models' tuned source for what it shares with them: every column's
+// purpose and kind saved in the project and kept across rebuilds from the parent. Its
+// normalizers are never used: transactions are read as they are.
+class TLVAssnRulesTunedSource : public TLVTunedNormDataSource {
  public:
   TLVAssnRulesTunedSource();
 

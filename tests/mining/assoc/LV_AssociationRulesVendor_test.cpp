@@ -56,6 +56,10 @@ TEST(AssociationRulesNode, OffersItsRulesAsATableAndKeepsThemInTheProject) {
   EXPECT_EQ(reopened.Teacher().GetMinSupport(), 0.4);
   EXPECT_EQ(reopened.GetDataSourceIntf()->GetRowCount(), 2);
   EXPECT_EQ(reopened.GetDataSourceIntf()->GetValue(1, 0).AsText(), "{хлеб}");
+  // The purposes came back with the project: the same search finds the same rules.
+  reopened.SetParentSource(Receipts());
+  reopened.Teach(nullptr);
+  EXPECT_EQ(reopened.TeachSummary(), node.TeachSummary());
 
   // A failed search and a damaged section both leave the rules as they were.
   node.Teacher().SetMinSupport(0.9);
