@@ -50,7 +50,8 @@ class TLVHashTree {
   // Empties the tree and resizes the root's table; below 2 is refused ("ErrHashTableSize").
   void SetTableSize(int32_t value);
   int32_t GetChainThreshold() const { return chainThreshold_; }
-  // Both empty the tree too, so that a full chain always holds ChainThreshold entries.
+  // This setter and SetMaxDepth empty the tree too, so that a full chain always holds
+  // exactly ChainThreshold entries.
   void SetChainThreshold(int32_t value);  // at least 1 ("ErrHashChainThreshold")
   int32_t GetMaxDepth() const { return maxDepth_; }
   void SetMaxDepth(int32_t value);  // at least 0 ("ErrHashMaxDepth")
