@@ -1,6 +1,7 @@
 #include "mining/LV_MiningStartup.h"
 
 #include "mining/LV_MiningTypes.h"
+#include "mining/assoc/LV_AssnRulesStartup.h"
 #include "mining/executors/LV_DataExecutor.h"
 #include "mining/models/LV_LinearRegressionVendor.h"
 #include "mining/neural/LV_NeuralNetVendor.h"
@@ -27,6 +28,7 @@ void MiningStartup() {
   RegisterNeuralNetVendor();
   RegisterSOMVendor();
   RegisterDecisionTreeVendor();
+  RegisterAssociationRulesUnits();
 }
 
 }  // namespace lv
