@@ -3,6 +3,7 @@
 #include "transform/calc/LV_CalcDataVendor.h"
 #include "transform/filter/LV_FilterVendor.h"
 #include "transform/formula/LV_FormulaStartup.h"
+#include "transform/sort/LV_SortingVendor.h"
 
 namespace lv {
 
@@ -12,6 +13,7 @@ void TransformStartup() {
   FormulaStartup();
   RegisterCalcDataUnits();
   RegisterFilterVendors();
+  RegisterSortingVendors();
 }
 
 }  // namespace lv
