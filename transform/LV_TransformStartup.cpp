@@ -3,6 +3,7 @@
 #include "transform/calc/LV_CalcDataVendor.h"
 #include "transform/filter/LV_FilterVendor.h"
 #include "transform/formula/LV_FormulaStartup.h"
+#include "transform/group/LV_GroupDataVendor.h"
 #include "transform/sort/LV_SortingVendor.h"
 
 namespace lv {
@@ -14,6 +15,7 @@ void TransformStartup() {
   RegisterCalcDataUnits();
   RegisterFilterVendors();
   RegisterSortingVendors();
+  RegisterGroupDataVendors();
 }
 
 }  // namespace lv
