@@ -277,6 +277,41 @@ void Reorder(TLVGroupValues& column, const std::vector<uint32_t>& order) {
   column = std::move(sorted);
 }
 
+// The group of each row of a block, found in (or added to) the table.
+class TBlockGroups {
+ public:
+  explicit TBlockGroups(size_t dims) : codes_(dims * kLVBlockSize), key_(dims) {}
+  const uint32_t* Find(ILVDataSource& source, std::vector<TDimension>& dims, TGroupTable& table,
+                       TLVRowIndex first, int32_t count, TLVBlock& block) {
+    for (size_t d = 0; d < dims.size(); ++d) {
+      source.ReadBlock(dims[d].column, first, count, block);
+      dims[d].Codes(block, codes_.data() + d * kLVBlockSize);
+    }
+    for (int32_t i = 0; i < count; ++i) {
+      for (size_t d = 0; d < dims.size(); ++d) {
+        key_[d] = codes_[d * kLVBlockSize + static_cast<size_t>(i)];
+      }
+      group_[i] = table.FindOrAdd(key_.data());
+    }
+    return group_;
+  }
+
+ private:
+  std::vector<uint64_t> codes_;
+  std::vector<uint64_t> key_;
+  uint32_t group_[kLVBlockSize];
+};
+
+std::vector<TDimension> MakeDimensions(const ILVColumnsInfo& columns,
+                                       const std::vector<int32_t>& dimensions) {
+  std::vector<TDimension> dims(dimensions.size());
+  for (size_t d = 0; d < dims.size(); ++d) {
+    dims[d].column = dimensions[d];
+    dims[d].type = columns.GetColumnInfo(dimensions[d])->GetDataType();
+  }
+  return dims;
+}
+
 // The groups in the ascending order of their dimension values.
 std::vector<uint32_t> GroupOrder(const TGroupTable& table, const std::vector<TDimension>& dims) {
   const size_t groups = table.Count();
@@ -312,11 +347,7 @@ int32_t BlockAt(TLVRowIndex first, TLVRowIndex rows) {
 TLVGroupResult LVGroupRows(ILVDataSource& source, const std::vector<int32_t>& dimensions,
                            const std::vector<TLVGroupFact>& facts, ILVProgress* progress) {
   const ILVColumnsInfo& columns = source.GetColumnsInfo();
-  std::vector<TDimension> dims(dimensions.size());
-  for (size_t d = 0; d < dims.size(); ++d) {
-    dims[d].column = dimensions[d];
-    dims[d].type = columns.GetColumnInfo(dimensions[d])->GetDataType();
-  }
+  std::vector<TDimension> dims = MakeDimensions(columns, dimensions);
   std::vector<TFact> accumulators(facts.size());
   for (size_t f = 0; f < facts.size(); ++f) {
     accumulators[f].spec = facts[f];
@@ -328,20 +359,10 @@ TLVGroupResult LVGroupRows(ILVDataSource& source, const std::vector<int32_t>& di
   {
     TLVProgressScope scope(progress, LVText("SGroupFillCache"), rows);
     TLVBlock block;
-    std::vector<uint64_t> codes(dims.size() * kLVBlockSize);
-    std::vector<uint64_t> key(dims.size());
-    uint32_t group[kLVBlockSize];
+    TBlockGroups finder(dims.size());
     for (TLVRowIndex first = 0; first < rows; first += kLVBlockSize) {
       const int32_t count = BlockAt(first, rows);
-      for (size_t d = 0; d < dims.size(); ++d) {
-        source.ReadBlock(dims[d].column, first, count, block);
-        dims[d].Codes(block, codes.data() + d * kLVBlockSize);
-      }
-      for (int32_t i = 0; i < count; ++i) {
-        for (size_t d = 0; d < dims.size(); ++d)
-          key[d] = codes[d * kLVBlockSize + static_cast<size_t>(i)];
-        group[i] = table.FindOrAdd(key.data());
-      }
+      const uint32_t* group = finder.Find(source, dims, table, first, count, block);
       for (TFact& fact : accumulators) {
         source.ReadBlock(fact.spec.column, first, count, block);
         fact.Accumulate(block, group, table.Count());
@@ -393,6 +414,22 @@ TLVGroupResult LVGroupRows(ILVDataSource& source, const std::vector<int32_t>& di
     scope.Step(static_cast<int64_t>(groups));
   }
   return result;
+}
+
+std::vector<uint32_t> LVGroupNumbers(ILVDataSource& source,
+                                     const std::vector<int32_t>& dimensions) {
+  std::vector<TDimension> dims = MakeDimensions(source.GetColumnsInfo(), dimensions);
+  TGroupTable table(dims.size());
+  TBlockGroups finder(dims.size());
+  TLVBlock block;
+  const TLVRowIndex rows = source.GetRowCount();
+  std::vector<uint32_t> numbers(static_cast<size_t>(rows));
+  for (TLVRowIndex first = 0; first < rows; first += kLVBlockSize) {
+    const int32_t count = BlockAt(first, rows);
+    const uint32_t* group = finder.Find(source, dims, table, first, count, block);
+    std::copy_n(group, count, numbers.begin() + first);
+  }
+  return numbers;
 }
 
 void RegisterGroupAggregatesTexts() {

@@ -57,6 +57,10 @@ struct TLVGroupResult {
 TLVGroupResult LVGroupRows(ILVDataSource& source, const std::vector<int32_t>& dimensions,
                            const std::vector<TLVGroupFact>& facts, ILVProgress* progress);
 
+// The group of every row of `source` (opened and locked by the caller) by the columns
+// `dimensions`, groups numbered in the order they are first met.
+std::vector<uint32_t> LVGroupNumbers(ILVDataSource& source, const std::vector<int32_t>& dimensions);
+
 void RegisterGroupAggregatesTexts();
 
 }  // namespace lv

@@ -4,6 +4,7 @@
 #include "transform/group/LV_GroupAggregates.h"
 #include "transform/group/LV_GroupData.h"
 #include "transform/group/LV_GroupDataColumns.h"
+#include "transform/group/LV_UngroupData.h"
 
 namespace lv {
 
@@ -11,11 +12,16 @@ void RegisterGroupDataVendors() {
   RegisterGroupDataColumnsTexts();
   RegisterGroupAggregatesTexts();
   RegisterGroupDataTexts();
+  RegisterUngroupDataTexts();
   TLVComponentVendorList& vendors = LVComponentVendors();
   // The identifier is what project files store: it never changes.
   if (!vendors.FindByID("GroupData")) {
     vendors.Add(TLVComponentVendor::Make<TLVGroupData, TLVVendorGroupAnalyticTransform>(
         {"GroupData", "GroupDataVendorCaption", "GroupDataVendorHint"}));
+  }
+  if (!vendors.FindByID("UngroupData")) {
+    vendors.Add(TLVComponentVendor::Make<TLVUngroupData, TLVVendorGroupAnalyticTransform>(
+        {"UngroupData", "UngroupDataVendorCaption", "UngroupDataVendorHint"}));
   }
 }
 

@@ -1,5 +1,5 @@
-// Registration of the grouping node under the transformation nodes of the catalogue,
-// with the text keys of the units behind it.
+// Registration of the grouping and ungrouping nodes under the transformation nodes of the
+// catalogue, with the text keys of the units behind it.
 #pragma once
 
 namespace lv {
