@@ -26,7 +26,6 @@ void TLVGroupData::SetCached(bool value) {
 }
 
 void TLVGroupData::SettingsChanged() {
-  result_.reset();
   Restructure();
 }
 
@@ -36,6 +35,7 @@ void TLVGroupData::OnParentChanged(TLVNotifyReason reason) {
 }
 
 void TLVGroupData::RebuildColumns() {
+  result_.reset();
   Columns().Clear();
   const ILVColumnsInfo* parent = ParentSource() ? &ParentSource()->GetColumnsInfo() : nullptr;
   if (!parent) return;

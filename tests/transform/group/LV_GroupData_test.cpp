@@ -221,13 +221,18 @@ TEST(GroupData, StagesCacheAndFollowChanges) {
   table->SetRows({{S("Юг"), I(1), N(1), TLVValue::DateTime(1), S("x")}});
   EXPECT_EQ(node->GetRowCount(), 1);
   EXPECT_EQ(progress.captions.size(), 8u);
+  // So are the rows of a new parent.
+  auto other = Sales();
+  node->SetDataSource(other);
+  EXPECT_EQ(node->GetRowCount(), 4);
+  EXPECT_EQ(progress.captions.size(), 12u);
   // Without the cache every open computes; an empty parent has no groups.
   node->SetCached(false);
-  table->SetRows({});
+  other->SetRows({});
   EXPECT_EQ(node->GetRowCount(), 0);
   node->Close();
   EXPECT_EQ(node->GetRowCount(), 0);
-  EXPECT_EQ(progress.captions.size(), 16u);
+  EXPECT_EQ(progress.captions.size(), 20u);
 }
 
 TEST(GroupData, PersistsAndDescribesItsSettings) {
