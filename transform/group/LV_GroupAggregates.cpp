@@ -40,23 +40,25 @@ namespace {
 using F = TLVGroupDataFunction;
 
 // The groups met so far, by their dimension codes: open addressing over a table of
-// group numbers, the codes of group g at keys_[g * width].
+// group numbers, the codes of group g at keys_[g * width] and its hash at hashes_[g].
 class TGroupTable {
  public:
   explicit TGroupTable(size_t width) : width_(width), slots_(1024, -1) {}
 
   uint32_t FindOrAdd(const uint64_t* key) {
     const size_t mask = slots_.size() - 1;
-    for (size_t at = Hash(key) & mask;; at = (at + 1) & mask) {
+    const size_t hash = Hash(key);
+    for (size_t at = hash & mask;; at = (at + 1) & mask) {
       const int32_t slot = slots_[at];
       if (slot < 0) {
         const auto group = static_cast<int32_t>(count_++);
         keys_.insert(keys_.end(), key, key + width_);
+        hashes_.push_back(hash);
         slots_[at] = group;
         if (count_ * 2 > slots_.size()) Grow();
         return static_cast<uint32_t>(group);
       }
-      if (std::equal(key, key + width_, keys_.data() + static_cast<size_t>(slot) * width_)) {
+      if (hashes_[static_cast<size_t>(slot)] == hash && Same(key, static_cast<size_t>(slot))) {
         return static_cast<uint32_t>(slot);
       }
     }
@@ -73,11 +75,18 @@ class TGroupTable {
     }
     return static_cast<size_t>(h);
   }
+  bool Same(const uint64_t* key, size_t group) const {
+    const uint64_t* stored = keys_.data() + group * width_;
+    for (size_t k = 0; k < width_; ++k) {
+      if (stored[k] != key[k]) return false;
+    }
+    return true;
+  }
   void Grow() {
     std::vector<int32_t> slots(slots_.size() * 2, -1);
     const size_t mask = slots.size() - 1;
     for (size_t g = 0; g < count_; ++g) {
-      size_t at = Hash(keys_.data() + g * width_) & mask;
+      size_t at = hashes_[g] & mask;
       while (slots[at] >= 0) at = (at + 1) & mask;
       slots[at] = static_cast<int32_t>(g);
     }
@@ -88,6 +97,7 @@ class TGroupTable {
   size_t count_ = 0;
   std::vector<int32_t> slots_;
   std::vector<uint64_t> keys_;
+  std::vector<size_t> hashes_;
 };
 
 double NumberOfCode(uint64_t code) {
@@ -154,6 +164,12 @@ struct TFact {
     }
     const int32_t count = block.Count();
     const uint8_t* valid = block.Valid();
+    // Counts need no values; the other functions see each present value with its group.
+    if (spec.function == F::gdCount || spec.function == F::gdNullCount) {
+      const int64_t counted = spec.function == F::gdCount ? 1 : 0;
+      for (int32_t i = 0; i < count; ++i) n[group[i]] += (valid[i] != 0) == (counted != 0);
+      return;
+    }
     x.resize(static_cast<size_t>(count));
     for (int32_t i = 0; i < count; ++i) {
       const auto at = static_cast<size_t>(i);
@@ -164,45 +180,44 @@ struct TFact {
         x[at] = type == TLVDataType::dtInteger ? block.Integers()[i] : block.Numbers()[i];
       }
     }
-    for (int32_t i = 0; i < count; ++i) {
-      const size_t g = group[i];
-      const double v = x[static_cast<size_t>(i)];
-      const bool present = valid[i] != 0;
-      switch (spec.function) {
-        case F::gdCount:
-          n[g] += present;
-          break;
-        case F::gdNullCount:
-          n[g] += !present;
-          break;
-        case F::gdSum:
-        case F::gdAvg:
-          if (present) a[g] += v, ++n[g];
-          break;
-        case F::gdMin:
-          if (present && (n[g]++ == 0 || Below(v, a[g]))) a[g] = v;
-          break;
-        case F::gdMax:
-          if (present && (n[g]++ == 0 || Below(a[g], v))) a[g] = v;
-          break;
-        case F::gdFirst:
-          if (present && n[g]++ == 0) a[g] = v;
-          break;
-        case F::gdLast:
-          if (present) a[g] = v, n[g] = 1;
-          break;
-        case F::gdStdDev:
-          if (present) {
-            const double d = v - a[g];
-            a[g] += d / static_cast<double>(++n[g]);
-            b[g] += d * (v - a[g]);
-          }
-          break;
-        case F::gdMedian:
-        case F::gdUniqueCount:
-          if (present) values.emplace_back(static_cast<uint32_t>(g), v);
-          break;
+    auto each = [&](auto f) {
+      for (int32_t i = 0; i < count; ++i) {
+        if (valid[i]) f(static_cast<size_t>(group[i]), x[static_cast<size_t>(i)]);
       }
+    };
+    switch (spec.function) {
+      case F::gdSum:
+      case F::gdAvg:
+        each([&](size_t g, double v) { a[g] += v, ++n[g]; });
+        break;
+      case F::gdMin:
+        each([&](size_t g, double v) {
+          if (n[g]++ == 0 || Below(v, a[g])) a[g] = v;
+        });
+        break;
+      case F::gdMax:
+        each([&](size_t g, double v) {
+          if (n[g]++ == 0 || Below(a[g], v)) a[g] = v;
+        });
+        break;
+      case F::gdFirst:
+        each([&](size_t g, double v) {
+          if (n[g]++ == 0) a[g] = v;
+        });
+        break;
+      case F::gdLast:
+        each([&](size_t g, double v) { a[g] = v, n[g] = 1; });
+        break;
+      case F::gdStdDev:
+        each([&](size_t g, double v) {
+          const double d = v - a[g];
+          a[g] += d / static_cast<double>(++n[g]);
+          b[g] += d * (v - a[g]);
+        });
+        break;
+      default:  // medians and unique counts keep their values
+        each([&](size_t g, double v) { values.emplace_back(static_cast<uint32_t>(g), v); });
+        break;
     }
   }
 

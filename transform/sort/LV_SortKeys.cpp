@@ -21,12 +21,31 @@ uint64_t NumberOrderCode(double value) {
 }
 
 uint32_t TLVTextDictionary::Code(std::string_view text) {
-  auto found = codes_.find(text);
-  if (found != codes_.end()) return found->second;
-  const auto code = static_cast<uint32_t>(texts_.size());
-  texts_.emplace_back(text);
-  codes_.emplace(texts_.back(), code);
-  return code;
+  const uint64_t hash = std::hash<std::string_view>{}(text);
+  const size_t mask = slots_.size() - 1;
+  for (size_t at = hash & mask;; at = (at + 1) & mask) {
+    const uint32_t slot = slots_[at];
+    if (slot == 0) {
+      const auto code = static_cast<uint32_t>(texts_.size());
+      texts_.emplace_back(text);
+      hashes_.push_back(hash);
+      slots_[at] = code + 1;
+      if (texts_.size() * 2 > slots_.size()) Grow();
+      return code;
+    }
+    if (hashes_[slot - 1] == hash && texts_[slot - 1] == text) return slot - 1;
+  }
+}
+
+void TLVTextDictionary::Grow() {
+  std::vector<uint32_t> slots(slots_.size() * 2, 0);
+  const size_t mask = slots.size() - 1;
+  for (size_t code = 0; code < texts_.size(); ++code) {
+    size_t at = hashes_[code] & mask;
+    while (slots[at] != 0) at = (at + 1) & mask;
+    slots[at] = static_cast<uint32_t>(code + 1);
+  }
+  slots_.swap(slots);
 }
 
 std::vector<uint32_t> TLVTextDictionary::Ranks(bool caseSensitive, uint32_t& distinct) const {

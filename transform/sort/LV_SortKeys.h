@@ -15,7 +15,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "core/sources/LV_DataIntf.h"
@@ -37,11 +36,12 @@ class TLVTextDictionary {
   std::vector<uint32_t> Ranks(bool caseSensitive, uint32_t& distinct) const;
 
  private:
-  struct THash {
-    using is_transparent = void;
-    size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
-  };
-  std::unordered_map<std::string, uint32_t, THash, std::equal_to<>> codes_;
+  void Grow();
+
+  // Open addressing: each slot holds a code + 1 (0 is empty); the hash of every text is
+  // kept so that a probe compares texts only when their hashes agree.
+  std::vector<uint32_t> slots_ = std::vector<uint32_t>(64, 0);
+  std::vector<uint64_t> hashes_;
   std::vector<std::string> texts_;
 };
 
