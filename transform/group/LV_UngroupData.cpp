@@ -171,8 +171,10 @@ void TLVUngroupData::RebuildColumns() {
       if (facts_[f].GetRefColumnName() == column->GetName()) fact = &facts_[f];
     }
     if (fact) {
+      // A fact that keeps its source column's name keeps its caption too.
       const std::string& name = fact->GetName().empty() ? column->GetName() : fact->GetName();
-      Columns().AddColumn(name, TLVDataType::dtFloat);
+      TLVColumnInfo& added = Columns().AddColumn(name, TLVDataType::dtFloat);
+      if (name == column->GetName()) added.SetDisplayName(column->GetDisplayName());
       outputs_.push_back({TOutput::Kind::kFact, i});
     } else {
       AssignColumnInfo(Columns().AddColumn(column->GetName(), column->GetDataType()), *column);
