@@ -132,7 +132,9 @@ TEST(Sorting, SeveralKeysOfEveryTypeStableMissingLastInBothDirections) {
   auto table = Table(
       rows,
       {{"S", dtString}, {"F", dtFloat}, {"I", dtInteger}, {"D", dtDateTime}, {"B", dtBoolean}});
-  const std::vector<std::vector<int32_t>> keySets{{0, 1}, {2, 3}, {4, 0, 2}, {1}, {3, 4, 1, 2}};
+  // Records of one to four words: {2} packs into one, {1, 3, 0} into three.
+  const std::vector<std::vector<int32_t>> keySets{{0, 1}, {2},       {2, 3},      {4, 0, 2},
+                                                  {1},    {1, 3, 0}, {3, 4, 1, 2}};
   for (const auto& keySet : keySets) {
     for (bool firstDown : {false, true}) {
       auto node = Sorting(table);
