@@ -47,14 +47,6 @@ const TLVEnumDescriptor& DescribeEnum(TLVExecutorColumnType) {
   return kDescriptors[4];
 }
 
-void RegisterEnumTexts(const TLVEnumDescriptor& descriptor) {
-  TLVLocalization& texts = TLVLocalization::Instance();
-  texts.RegisterKey(descriptor.CaptionKey());
-  for (size_t i = 0; i < descriptor.valueNames.size(); ++i) {
-    texts.RegisterKey(descriptor.DisplayTextKey(i));
-  }
-}
-
 void RegisterMiningTypesTexts() {
   for (const TLVEnumDescriptor& descriptor : kDescriptors) RegisterEnumTexts(descriptor);
 }

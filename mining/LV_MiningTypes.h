@@ -65,8 +65,6 @@ std::optional<TLVEnumSet<E>> EnumSetFromText(std::string_view text) {
   return set;
 }
 
-// The caption and display-text keys of an enumeration of the mining units.
-void RegisterEnumTexts(const TLVEnumDescriptor& descriptor);
 void RegisterMiningTypesTexts();
 
 }  // namespace lv

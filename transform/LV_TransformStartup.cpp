@@ -3,6 +3,8 @@
 #include "transform/calc/LV_CalcDataVendor.h"
 #include "transform/filter/LV_FilterVendor.h"
 #include "transform/formula/LV_FormulaStartup.h"
+#include "transform/group/LV_GroupDataVendor.h"
+#include "transform/sort/LV_SortingVendor.h"
 
 namespace lv {
 
@@ -12,6 +14,8 @@ void TransformStartup() {
   FormulaStartup();
   RegisterCalcDataUnits();
   RegisterFilterVendors();
+  RegisterSortingVendors();
+  RegisterGroupDataVendors();
 }
 
 }  // namespace lv

@@ -159,13 +159,17 @@ std::string EnumCaption(const TLVEnumDescriptor& descriptor) {
   return descriptor.hasCaption ? LVText(descriptor.CaptionKey()) : std::string(descriptor.typeName);
 }
 
-void RegisterTypesTexts() {
+void RegisterEnumTexts(const TLVEnumDescriptor& descriptor) {
   auto& table = TLVLocalization::Instance();
-  for (const TLVEnumDescriptor* d : AllEnumDescriptors()) {
-    if (d->hasCaption) table.RegisterKey(d->CaptionKey());
-    if (!d->hasDisplayTexts) continue;
-    for (size_t i = 0; i < d->valueNames.size(); ++i) table.RegisterKey(d->DisplayTextKey(i));
+  if (descriptor.hasCaption) table.RegisterKey(descriptor.CaptionKey());
+  if (!descriptor.hasDisplayTexts) return;
+  for (size_t i = 0; i < descriptor.valueNames.size(); ++i) {
+    table.RegisterKey(descriptor.DisplayTextKey(i));
   }
+}
+
+void RegisterTypesTexts() {
+  for (const TLVEnumDescriptor* d : AllEnumDescriptors()) RegisterEnumTexts(*d);
 }
 
 bool IsNumericType(TLVDataType type) {

@@ -159,7 +159,9 @@ std::string Caption() {
   return EnumCaption(DescribeEnum(E{}));
 }
 
-// Registers the captions and display texts of every enumeration with the text table.
+// Registers the caption and display texts of one enumeration with the text table.
+void RegisterEnumTexts(const TLVEnumDescriptor& descriptor);
+// Registers the captions and display texts of every enumeration above.
 void RegisterTypesTexts();
 
 // Numbers, dates and Booleans all travel as doubles inside computation.

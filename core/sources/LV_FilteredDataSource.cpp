@@ -119,8 +119,11 @@ void TLVCachedFilteredDataSource::DoOpen() {
     selected.insert(selected.end(), chosen[p].begin(), chosen[p].end());
   }
   selected.shrink_to_fit();
+  ArrangeRows(parent, selected);
   selected_ = std::move(selected);
 }
+
+void TLVCachedFilteredDataSource::ArrangeRows(ILVDataSource&, std::vector<TLVRowIndex>&) {}
 
 void TLVCachedFilteredDataSource::DoClose() {
   selected_.clear();

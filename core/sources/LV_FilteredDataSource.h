@@ -86,6 +86,10 @@ class TLVCachedFilteredDataSource : public TLVDataSource {
   // Whether a column's type may change at all; the default allows it for every
   // column of a known type.
   virtual bool TypeChangeable(int32_t index) const;
+  // Puts the selected rows (parent row numbers, ascending) in the order the source
+  // offers them; called on the opening thread while the parent is locked. The default
+  // keeps the parent's order.
+  virtual void ArrangeRows(ILVDataSource& parent, std::vector<TLVRowIndex>& rows);
 
   void DoOpen() override;
   void DoClose() override;

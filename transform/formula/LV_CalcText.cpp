@@ -172,6 +172,39 @@ char32_t FoldCase(char32_t c) {
   return static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
 }
 
+namespace {
+
+// The primary weight of a character: its folded form, with ё (U+0451) moved between
+// е (U+0435) and ж (U+0436).
+uint64_t OrderWeight(char32_t folded) {
+  constexpr char32_t kSmallIo = 0x0451, kSmallIe = 0x0435;
+  return folded == kSmallIo ? uint64_t{kSmallIe} * 2 + 1 : uint64_t{folded} * 2;
+}
+
+}  // namespace
+
+int CompareTextOrder(std::string_view a, std::string_view b, bool caseSensitive) {
+  // Bytes both texts share in ASCII order the same way in every form; skip them.
+  size_t same = 0;
+  const size_t shorter = std::min(a.size(), b.size());
+  while (same < shorter && a[same] == b[same] && static_cast<unsigned char>(a[same]) < 0x80) {
+    ++same;
+  }
+  int caseOrder = 0;  // the first difference of case, lower case first
+  size_t i = same, j = same;
+  while (i < a.size() && j < b.size()) {
+    const char32_t ca = Utf8Next(a, i), cb = Utf8Next(b, j);
+    if (ca == cb) continue;
+    const char32_t fa = FoldCase(ca), fb = FoldCase(cb);
+    const uint64_t wa = OrderWeight(fa), wb = OrderWeight(fb);
+    if (wa != wb) return wa < wb ? -1 : 1;
+    if (caseOrder == 0) caseOrder = (ca == fa) ? -1 : (cb == fb ? 1 : (ca < cb ? -1 : 1));
+  }
+  if (i < a.size()) return 1;
+  if (j < b.size()) return -1;
+  return caseSensitive ? caseOrder : 0;
+}
+
 void AppendAnsiBytes(std::string_view utf8, std::string& out) {
   const TSingleBytePage& page = AnsiPage();
   for (size_t pos = 0; pos < utf8.size();) {

@@ -46,6 +46,15 @@ void Utf8ToLower(std::string_view text, std::string& out);
 // Simple (one to one) case folding of a character, for comparisons ignoring case.
 char32_t FoldCase(char32_t c);
 
+// The alphabetical order of texts that sorting and grouping share: character by
+// character, letters by their folded (lower-case) form, with Ё right after Е as the
+// Russian alphabet has it; digits are characters like any other, so "10" comes before
+// "9". Without `caseSensitive` texts that differ only in case are equal; with it, they
+// are ordered at the first letter where their case differs, the lower-case one first,
+// as a dictionary lists them. Gives < 0, 0 or > 0 as `a` is below, equal to or above
+// `b`. Thread-safe.
+int CompareTextOrder(std::string_view a, std::string_view b, bool caseSensitive);
+
 // The Windows-1251 bytes of a text, appended to `out`; a character the page lacks
 // becomes '?', as Windows writes it.
 void AppendAnsiBytes(std::string_view utf8, std::string& out);
