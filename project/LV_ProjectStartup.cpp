@@ -3,6 +3,7 @@
 #include "project/LV_Config.h"
 #include "project/LV_ConfigXML.h"
 #include "project/LV_ModelTree.h"
+#include "project/LV_NodeRun.h"
 #include "project/LV_Project.h"
 #include "project/LV_ProjectFile.h"
 #include "project/LV_ProjectProperties.h"
@@ -15,6 +16,7 @@ void ProjectStartup() {
   RegisterProjectPropertiesTexts();
   RegisterProjectFileTexts();
   RegisterModelTreeTexts();
+  RegisterNodeRunTexts();
   RegisterProjectTexts();
   RegisterConfigXMLVendor(LVConfigVendors());
 }
