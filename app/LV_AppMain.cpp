@@ -76,12 +76,7 @@ void PrintSummary(const std::string& fileName, const TLVAppConsole& console) {
 }  // namespace
 
 void LumiveraStartup() {
-  CoreStartup();
-  EnvStartup();
-  IoStartup();
-  TransformStartup();
-  MiningStartup();
-  ProjectStartup();
+  EngineStartup();
   AppStartup();
 }
 

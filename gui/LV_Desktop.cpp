@@ -10,9 +10,11 @@
 #include "gui/LV_NodeRunner.h"
 #include "gui/LV_ProjectDialogs.h"
 #include "gui/LV_ScenarioModel.h"
+#include "gui/LV_ScreenshotTour.h"
 #include "gui/LV_SettingsDialog.h"
 #include "gui/LV_StatsModel.h"
 #include "gui/LV_TableModel.h"
+#include "project/LV_ProjectStartup.h"
 
 namespace lv {
 
@@ -36,6 +38,11 @@ void GuiStartup() {
   RegisterMainWindowTexts();
 }
 
+void ShellStartup() {
+  EngineStartup();
+  GuiStartup();
+}
+
 bool DesktopAvailable() {
   return EnvironmentHas("DISPLAY") || EnvironmentHas("WAYLAND_DISPLAY") ||
          EnvironmentHas("QT_QPA_PLATFORM");
@@ -54,6 +61,9 @@ std::optional<int> RunDesktop(const std::filesystem::path& projectFile) {
   TLVMainWindow window(settings);
   window.show();
   if (!projectFile.empty()) window.OpenProject(ToQ(projectFile.string()));
+  if (const QString folder = qEnvironmentVariable("LV_SCREENSHOT_DIR"); !folder.isEmpty()) {
+    (new TLVScreenshotTour(window, folder))->Start();
+  }
   return QApplication::exec();
 }
 

@@ -10,6 +10,9 @@ namespace lv {
 
 // Registers the texts of every unit of the shell; once, after the engine's start-up.
 void GuiStartup();
+// The engine libraries' start-up followed by the shell's, for the programs that have
+// the shell but not the command line: its tests and benchmarks.
+void ShellStartup();
 
 // Whether a window can be shown: a display server is named in the environment, or Qt
 // is told which platform to use (QT_QPA_PLATFORM, e.g. "offscreen").

@@ -24,6 +24,7 @@
 
 #include "core/registry/LV_Vendor.h"
 #include "core/text/LV_Errors.h"
+#include "env/LV_Logger.h"
 #include "gui/LV_CatalogueDialog.h"
 #include "gui/LV_GuiText.h"
 #include "gui/LV_ProjectDialogs.h"
@@ -58,6 +59,12 @@ TLVMainWindow::TLVMainWindow(QSettings& settings, QWidget* parent)
   connect(&runner_, &TLVNodeRunner::TaskFailed, this,
           [this](const QString& message) { AppendLog(message); });
   connect(&runner_, &TLVNodeRunner::Finished, this, &TLVMainWindow::OnFinished);
+  // The engine's own log lines (a line of a file that could not be read, ...) come
+  // from the worker; they are handed to the log pane on this thread.
+  LVRunLog().SetOnEcho([this](const std::string& line) {
+    QMetaObject::invokeMethod(
+        log_, [this, text = ToQ(line)] { log_->appendPlainText(text); }, Qt::QueuedConnection);
+  });
   UpdateTitle();
   UpdateActions();
   resize(1100, 680);
@@ -66,6 +73,7 @@ TLVMainWindow::TLVMainWindow(QSettings& settings, QWidget* parent)
 TLVMainWindow::~TLVMainWindow() {
   runner_.Cancel();
   runner_.Wait();
+  LVRunLog().SetOnEcho({});
   table_.SetSource(nullptr);
 }
 
@@ -171,7 +179,7 @@ void TLVMainWindow::BuildViews() {
   splitter->addWidget(tree_);
   splitter->addWidget(views_);
   splitter->setStretchFactor(1, 3);
-  splitter->setSizes({340, 760});
+  splitter->setSizes({430, 670});
   setCentralWidget(splitter);
 
   stage_ = new QLabel(this);
@@ -264,6 +272,8 @@ void TLVMainWindow::ShowSelected() {
   try {
     table_.SetSource(source);
     tableView_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    // Sized by the rows on the screen only, so a long table costs nothing more.
+    tableView_->resizeColumnsToContents();
     tablePage_->setCurrentWidget(tableView_);
   } catch (const std::exception& e) {
     tableNote_->setText(ToQ(e.what()));
@@ -520,6 +530,7 @@ void TLVMainWindow::OnFinished(bool cancelled) {
   if (pendingStats_) {
     stats_.SetStats(std::move(*pendingStats_));
     pendingStats_.reset();
+    statsView_->resizeColumnsToContents();
     views_->setCurrentIndex(kTabStats);
   } else if (!cancelled && table_.Source()) {
     views_->setCurrentIndex(kTabTable);

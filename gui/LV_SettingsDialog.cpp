@@ -14,6 +14,7 @@
 #include <QTableWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "core/columns/LV_Types.h"
 #include "core/registry/LV_Vendor.h"
@@ -73,6 +74,8 @@ TLVSettingsDialog::TLVSettingsDialog(TLVProject& project, TModelTreeNode& node, 
   connect(buttons, &QDialogButtonBox::accepted, this, &TLVSettingsDialog::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &TLVSettingsDialog::reject);
   layout->addWidget(buttons);
+  // Wide enough for a file name with its folder.
+  resize(std::max(width(), 640), height());
 }
 
 std::vector<QString> TLVSettingsDialog::ParentColumns() const {
@@ -183,6 +186,7 @@ QTableWidget* TLVSettingsDialog::MakeTable(const TLVSettingsDescription::TSectio
   for (const auto& p : columns) headers << ToQ(PropertyCaption(settings_.Node(), p.name));
   table->setHorizontalHeaderLabels(headers);
   table->horizontalHeader()->setStretchLastSection(true);
+  table->setMinimumHeight(140);
   FillTable(section, *table);
   return table;
 }

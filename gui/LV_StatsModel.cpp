@@ -1,6 +1,7 @@
 #include "gui/LV_StatsModel.h"
 
 #include <array>
+#include <cmath>
 #include <numeric>
 
 #include "core/columns/LV_ColumnStats.h"
@@ -64,9 +65,18 @@ QVariant TLVStatsModel::data(const QModelIndex& index, int role) const {
   if (index.column() == 0) return column.caption;
   if (index.column() == 1) return ToQ(DisplayText(column.type));
   if (!column.stats) return {};
-  const TLVValue value =
-      column.stats->Value(kShown.at(static_cast<size_t>(index.column() - kFixedColumns)));
-  if (value.IsNull()) return {};
+  const TLVStatInfoType stat = kShown.at(static_cast<size_t>(index.column() - kFixedColumns));
+  TLVValue value = column.stats->Value(stat);
+  // Moments a column does not have (a text's mean) are left blank, and a date's
+  // extremes and mean are shown as dates.
+  if (value.IsNull() || (value.Type() != TLVDataType::dtString && std::isnan(value.AsDouble()))) {
+    return {};
+  }
+  const bool dateValue = stat == TLVStatInfoType::sitMin || stat == TLVStatInfoType::sitMax ||
+                         stat == TLVStatInfoType::sitAvg;
+  if (column.type == TLVDataType::dtDateTime && dateValue) {
+    value = TLVValue::DateTime(value.AsDouble());
+  }
   return ToQ(ValueToText(value, DefaultFormatSettings()));
 }
 

@@ -6,25 +6,14 @@
 #include <QApplication>
 
 #include "core/LV_CoreStartup.h"
-#include "env/LV_EnvStartup.h"
 #include "gui/LV_Desktop.h"
 #include "gui/LV_GuiTestKinds.h"
-#include "io/LV_IoStartup.h"
-#include "mining/LV_MiningStartup.h"
-#include "project/LV_ProjectStartup.h"
-#include "transform/LV_TransformStartup.h"
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(argc, argv);
-  lv::CoreStartup();
-  lv::EnvStartup();
-  lv::IoStartup();
-  lv::TransformStartup();
-  lv::MiningStartup();
-  lv::ProjectStartup();
-  lv::GuiStartup();
+  lv::ShellStartup();
   lv::test::RegisterGuiTestKinds();
   int result = RUN_ALL_TESTS();
   lv::CoreShutdown();

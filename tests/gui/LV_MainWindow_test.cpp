@@ -113,6 +113,7 @@ TEST_F(MainWindowTest, BuildsRunsAndShowsAScenarioAsAUserWould) {
   EXPECT_EQ(stats.data(stats.index(1, 2)).toString(), QStringLiteral("3"));        // values
   EXPECT_EQ(stats.data(stats.index(1, 3)).toString(), QStringLiteral("1"));        // missing
   EXPECT_EQ(stats.data(stats.index(1, 6)).toString(), QString::fromUtf8("10,5"));  // maximum
+  EXPECT_TRUE(stats.data(stats.index(0, 6)).toString().isEmpty());  // a text has none
 }
 
 TEST_F(MainWindowTest, AFailedNodeIsMarkedAndItsChildrenSkipped) {
