@@ -76,12 +76,7 @@ void PrintSummary(const std::string& fileName, const TLVAppConsole& console) {
 }  // namespace
 
 void LumiveraStartup() {
-  CoreStartup();
-  EnvStartup();
-  IoStartup();
-  TransformStartup();
-  MiningStartup();
-  ProjectStartup();
+  EngineStartup();
   AppStartup();
 }
 
@@ -158,7 +153,13 @@ int LumiveraStudioMain(std::span<const std::string> args, const TLVAppConsole& c
       log.SetConnectionsFile(line.sysFile);
     }
     if (!line.Batch()) {
-      console.out(ConsoleText(LVText("SNoDesktopShell")));
+      // A program with the shell but no display says so rather than that it has none.
+      std::string_view why = "SNoDesktopShell";
+      if (console.openDesktop) {
+        if (std::optional<int> status = console.openDesktop(projectFile)) return *status;
+        why = "SNoDisplay";
+      }
+      console.out(ConsoleText(LVText(why)));
       if (!projectFile.empty()) PrintSummary(projectFile.string(), console);
       return 0;
     }
@@ -197,7 +198,7 @@ int LumiveraStudioMain(std::span<const std::string> args, const TLVAppConsole& c
 
 void RegisterAppMainTexts() {
   TLVLocalization::Instance().RegisterKeys(
-      {"SNoDesktopShell", "SProjectSummary", "SYes", "SNo", "ErrBatchNoProject"});
+      {"SNoDesktopShell", "SNoDisplay", "SProjectSummary", "SYes", "SNo", "ErrBatchNoProject"});
 }
 
 }  // namespace lv

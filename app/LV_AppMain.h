@@ -15,7 +15,9 @@
 #pragma once
 
 #include <cstdio>
+#include <filesystem>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -29,6 +31,10 @@ struct TLVAppConsole {
   std::function<void(std::string_view)> err;
   // A terminal for progress, or null when the error stream is not one.
   std::FILE* progress = nullptr;
+  // Opens the desktop window with the project (none when the path is empty) and
+  // returns the exit status, or nothing when no window can be shown. Set only by a
+  // program built with the shell; called only without /RUN and /TEACH.
+  std::function<std::optional<int>(const std::filesystem::path&)> openDesktop;
 };
 
 // Registers every library's texts and node kinds; once, before anything else.

@@ -15,6 +15,7 @@
 #include "core/text/LV_Localization.h"
 #include "core/text/LV_SystemError.h"
 #include "mining/models/LV_ModelHandler.h"
+#include "project/LV_NodeRun.h"
 
 namespace lv {
 
@@ -93,7 +94,7 @@ class TRunner {
  private:
   // The node's work; its row count when it offers a table.
   std::optional<TLVRowIndex> Execute(TModelTreeNode& node, int32_t level) {
-    if (node.GetNeedsSetup()) throw ELVError("ErrNodeNeedsSetup", {NodeLabel(node)});
+    CheckNodeReady(node);
     TLVComponent& handler = node.Handler();
     if (options_.teach) {
       if (auto* teachable = dynamic_cast<ILVTeachable*>(&handler)) {
@@ -109,16 +110,7 @@ class TRunner {
       }
     }
     if (!options_.run) return std::nullopt;
-    if (auto* engine = dynamic_cast<TLVDataProcessEngine*>(&handler)) {
-      engine->BatchProcess().Execute(progress_);
-    }
-    if (auto* executable = dynamic_cast<ILVExecutable*>(&handler)) executable->Execute(progress_);
-    std::shared_ptr<ILVDataSource> source = handler.GetDataSourceIntf();
-    if (!source) return std::nullopt;
-    // Refreshing reads the table anew, so a rerun sees the data as it is now.
-    source->Close();
-    source->Open();
-    return source->GetRowCount();
+    return RefreshNode(node, progress_);
   }
 
   TLVLogger& log_;
@@ -252,8 +244,8 @@ void RegisterBatchRunTexts() {
       {"SBatchStart", "SBatchModeRun", "SBatchModeTeach", "SBatchModeBoth", "SBatchNodeStart",
        "SBatchNodeDone", "SBatchNodeDoneNoRows", "SBatchNodeFailed", "SBatchSubtreeSkipped",
        "SBatchDone", "SBatchNodeInterrupted", "SBatchInterrupted", "SBatchStopSignal",
-       "SBatchInternalError", "ErrNodeNeedsSetup", "SBatchQuestion", "SBatchWarning",
-       "SBatchProjectSaved", "SBatchProjectNotSaved"});
+       "SBatchInternalError", "SBatchQuestion", "SBatchWarning", "SBatchProjectSaved",
+       "SBatchProjectNotSaved"});
 }
 
 }  // namespace lv

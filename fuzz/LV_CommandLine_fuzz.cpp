@@ -43,7 +43,7 @@ class TInputFile {
 void StartUpWithFile(std::string_view bytes) {
   static TInputFile input;
   const std::string& file = input.Write(bytes);
-  const lv::TLVAppConsole quiet{[](std::string_view) {}, [](std::string_view) {}, nullptr};
+  const lv::TLVAppConsole quiet{[](std::string_view) {}, [](std::string_view) {}, nullptr, nullptr};
   for (const std::string& arg : {"/VARFILE=" + file, "/SYSFILE=" + file, file}) {
     const std::vector<std::string> args{arg};
     const int status = lv::LumiveraStudioMain(args, quiet);

@@ -7,4 +7,8 @@ namespace lv {
 
 void ProjectStartup();
 
+// The start-up of every engine library in order, this one last: what a program needs
+// before its own part (the command line's texts, the desktop shell's).
+void EngineStartup();
+
 }  // namespace lv

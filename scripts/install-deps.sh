@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libicu-dev libfast-float-dev libpugixml-dev libpcre2-dev
   libsodium-dev zlib1g-dev libeigen3-dev libsqlite3-dev
+  qt6-base-dev xvfb xauth fonts-dejavu-core
   "$@"
 )
 
