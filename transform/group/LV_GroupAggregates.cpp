@@ -141,7 +141,7 @@ struct TDimension {
 // One fact's accumulators per group. Values travel as doubles: numbers as they are,
 // texts as their dictionary codes.
 struct TFact {
-  TLVGroupFact spec;
+  TLVGroupFact definition;
   TLVDataType type = TLVDataType::dtNone;
   TLVTextDictionary dictionary;
   std::vector<double> a, b;  // sum, mean, min/max, first/last; M2 of the deviation
@@ -165,8 +165,8 @@ struct TFact {
     const int32_t count = block.Count();
     const uint8_t* valid = block.Valid();
     // Counts need no values; the other functions see each present value with its group.
-    if (spec.function == F::gdCount || spec.function == F::gdNullCount) {
-      const int64_t counted = spec.function == F::gdCount ? 1 : 0;
+    if (definition.function == F::gdCount || definition.function == F::gdNullCount) {
+      const int64_t counted = definition.function == F::gdCount ? 1 : 0;
       for (int32_t i = 0; i < count; ++i) n[group[i]] += (valid[i] != 0) == (counted != 0);
       return;
     }
@@ -185,7 +185,7 @@ struct TFact {
         if (valid[i]) f(static_cast<size_t>(group[i]), x[static_cast<size_t>(i)]);
       }
     };
-    switch (spec.function) {
+    switch (definition.function) {
       case F::gdSum:
       case F::gdAvg:
         each([&](size_t g, double v) { a[g] += v, ++n[g]; });
@@ -230,7 +230,7 @@ struct TFact {
       size_t j = i;
       while (j < values.size() && values[j].first == values[i].first) ++j;
       const size_t g = values[i].first, m = j - i;
-      if (spec.function == F::gdMedian) {
+      if (definition.function == F::gdMedian) {
         const double upper = values[i + m / 2].second;
         a[g] = m % 2 == 1 ? upper : (values[i + m / 2 - 1].second + upper) / 2;
         n[g] = static_cast<int64_t>(m);
@@ -244,7 +244,7 @@ struct TFact {
 
   void Store(size_t g, TLVGroupValues& out) const {
     const int64_t count = g < n.size() ? n[g] : 0;
-    switch (spec.function) {
+    switch (definition.function) {
       case F::gdCount:
       case F::gdNullCount:
       case F::gdUniqueCount:
@@ -365,7 +365,7 @@ TLVGroupResult LVGroupRows(ILVDataSource& source, const std::vector<int32_t>& di
   std::vector<TDimension> dims = MakeDimensions(columns, dimensions);
   std::vector<TFact> accumulators(facts.size());
   for (size_t f = 0; f < facts.size(); ++f) {
-    accumulators[f].spec = facts[f];
+    accumulators[f].definition = facts[f];
     accumulators[f].type = columns.GetColumnInfo(facts[f].column)->GetDataType();
   }
 
@@ -379,7 +379,7 @@ TLVGroupResult LVGroupRows(ILVDataSource& source, const std::vector<int32_t>& di
       const int32_t count = BlockAt(first, rows);
       const uint32_t* group = finder.Find(source, dims, table, first, count, block);
       for (TFact& fact : accumulators) {
-        source.ReadBlock(fact.spec.column, first, count, block);
+        source.ReadBlock(fact.definition.column, first, count, block);
         fact.Accumulate(block, group, table.Count());
       }
       scope.Step(first + count);
@@ -391,7 +391,7 @@ TLVGroupResult LVGroupRows(ILVDataSource& source, const std::vector<int32_t>& di
   result.groups = groups;
   result.columns.resize(dims.size() + facts.size());
   auto isKept = [](const TFact& fact) {
-    return fact.spec.function == F::gdMedian || fact.spec.function == F::gdUniqueCount;
+    return fact.definition.function == F::gdMedian || fact.definition.function == F::gdUniqueCount;
   };
   auto storeFact = [&](size_t f) {
     TLVGroupValues& out = result.columns[dims.size() + f];
