@@ -117,6 +117,11 @@ std::shared_ptr<TLVTunedNormDataSource> Tuned() {
 }
 
 void BM_SOM_W9(benchmark::State& state) {
+  // LV_SOM_THREAD_WEIGHTS moves the map size from which training takes the second core,
+  // to compare one and two threads on the same map.
+  if (const char* weights = std::getenv("LV_SOM_THREAD_WEIGHTS")) {
+    LVSetSOMMinWeightsForThreads(std::stoll(weights));
+  }
   TLVTeachDataSource teach;
   teach.SetTunedNormDataSource(Tuned());
   teach.SetPercent(TLVDataSourceType::dstTeach, 100);
