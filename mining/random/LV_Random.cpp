@@ -3,6 +3,7 @@
 #include <array>
 #include <bit>
 #include <chrono>
+#include <cmath>
 #include <random>
 
 #include "core/registry/LV_Properties.h"
@@ -81,8 +82,9 @@ void TLVRandomContainer::LoadFrom(const ILVSettingsSection& parent) {
   if (!text) return;
   // Seeds are unsigned; a negative text may come from a program that wrote them signed.
   std::optional<double> value = TLVPropertyCodec<double>::FromText(*text);
-  if (!value || *value != static_cast<double>(static_cast<int64_t>(*value)) ||
-      *value < -2147483648.0 || *value > 4294967295.0) {
+  // The range first: converting a huge value to an integer to test it is undefined.
+  if (!value || !(*value >= -2147483648.0 && *value <= 4294967295.0) ||
+      *value != std::trunc(*value)) {
     RaisePropertyValue("RandSeed", *text);
   }
   seed_ = static_cast<uint32_t>(static_cast<int64_t>(*value));

@@ -75,10 +75,12 @@ TEST(Random, ContainerPersistsItsStartingSeed) {
   signedSeed.AddSection("Indexes").Put("RandSeed", "-1");
   loaded.LoadFrom(signedSeed);
   EXPECT_EQ(loaded.GetRandSeed(), 0xFFFFFFFFu);
-  test::TMapSection bad;
-  bad.AddSection("Indexes").Put("RandSeed", "12x");
-  EXPECT_THROW(loaded.LoadFrom(bad), ELVError);
-  EXPECT_EQ(loaded.GetRandSeed(), 0xFFFFFFFFu);
+  for (const char* text : {"12x", "1e49", "-1e49", "4294967296", "2.5"}) {
+    test::TMapSection bad;
+    bad.AddSection("Indexes").Put("RandSeed", text);
+    EXPECT_THROW(loaded.LoadFrom(bad), ELVError) << text;
+    EXPECT_EQ(loaded.GetRandSeed(), 0xFFFFFFFFu) << text;
+  }
 }
 
 TEST(MSequence, VisitsEveryNumberOnceForEveryRegisterLength) {
